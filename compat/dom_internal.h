@@ -1,0 +1,149 @@
+// Internals of the handle layer, shared with the library sources. Nothing
+// here is exported.
+#ifndef XMLUTIL_DOM_INTERNAL_H
+#define XMLUTIL_DOM_INTERNAL_H
+
+#include "xmlutil_dom.h"
+
+#include <xercesc/dom/DOM.hpp>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace xmlutil_detail {
+
+// One per document: the handles' shared ownership of it.
+struct DocumentShare {
+    explicit DocumentShare(xercesc::DOMDocument* d) noexcept : doc(d) {}
+    std::atomic<std::size_t> refs{0};
+    xercesc::DOMDocument* doc;
+    // Bumped by every structural change made through a handle; node lists
+    // compare it to know whether their cached position still holds.
+    std::uint64_t changes = 0;
+};
+
+inline void retain(DocumentShare* share) noexcept
+{
+    if (share)
+        share->refs.fetch_add(1, std::memory_order_relaxed);
+}
+
+// Drops one reference; the last one releases the document.
+void release(DocumentShare* share) noexcept;
+
+// State of a DOM_NodeList: either the children of `root` or the elements
+// named `name` below it. The position cache makes walking a list by index
+// linear instead of quadratic.
+struct NodeListImpl {
+    NodeListImpl(DocumentShare* s, xercesc::DOMNode* r) noexcept : share(s), root(r) { retain(share); }
+    ~NodeListImpl() { release(share); }
+    NodeListImpl(const NodeListImpl&) = delete;
+    NodeListImpl& operator=(const NodeListImpl&) = delete;
+
+    xercesc::DOMNode* item(std::size_t index);
+    std::size_t length();
+
+    std::atomic<std::size_t> refs{0};
+    DocumentShare* share;
+    xercesc::DOMNode* root;
+    bool deep = false;
+    bool matchAll = false;
+    std::u16string name;
+
+    static constexpr std::uint64_t kNoStamp = ~std::uint64_t{0};
+    std::uint64_t stamp = kNoStamp;
+    std::size_t cachedIndex = 0;
+    xercesc::DOMNode* cachedNode = nullptr;
+    std::size_t cachedLength = 0;
+    bool lengthKnown = false;
+};
+
+// The one conversion between 16-bit and 8-bit text in the library, in
+// ISO-8859-1: U+0000..U+00FF map to their byte, every other character
+// (a surrogate pair counts as one) to '?'. Stops at the first U+0000.
+void narrow_append(const XMLCh* text, std::size_t length, std::string& out);
+std::string narrow(const XMLCh* text);
+// Whether narrow(text) equals the `length` bytes at `bytes`, without a copy.
+bool narrow_equals(const XMLCh* text, const char* bytes, std::size_t length) noexcept;
+// Bytes to 16-bit text, each byte its own character.
+std::u16string widen(const char* text, std::size_t length);
+
+// A zero-terminated 16-bit copy of a zero-terminated byte string, kept on the
+// stack when short: name lookups convert their argument on every call.
+class WideText {
+public:
+    explicit WideText(const char* text);
+    WideText(const WideText&) = delete;
+    WideText& operator=(const WideText&) = delete;
+    const XMLCh* c_str() const noexcept { return fData; }
+    std::size_t size() const noexcept { return fSize; }
+
+private:
+    static constexpr std::size_t kInline = 128;
+    XMLCh fInline[kInline];
+    std::unique_ptr<XMLCh[]> fHeap;
+    const XMLCh* fData;
+    std::size_t fSize;
+};
+
+bool equal_text(const XMLCh* a, const XMLCh* b) noexcept;
+
+// Document order below `root`: the node after `node`, or null past the end.
+xercesc::DOMNode* next_in_subtree(xercesc::DOMNode* node, const xercesc::DOMNode* root) noexcept;
+// The element after `node` below `root` named `name` (any name when
+// `matchAll`), in document order; start with `node` = `root`.
+xercesc::DOMNode* next_element_named(xercesc::DOMNode* node, const xercesc::DOMNode* root, const XMLCh* name,
+                                     bool matchAll) noexcept;
+
+// Serialised XMLPlatformUtils::Initialize: two threads must never run it at
+// once. initialize_platform() asks Xerces-C every time; ensure_platform()
+// only when the library has not done so yet.
+void initialize_platform();
+void ensure_platform();
+
+// Raises DOM_DOMException with `code` and Xerces-C's own text for it.
+[[noreturn]] void throw_dom_exception(short code);
+[[noreturn]] void rethrow_dom_exception(const xercesc::DOMException& e);
+
+// Runs a Xerces-C DOM call, turning its DOMException into DOM_DOMException.
+template <class F>
+auto translate_dom_errors(F&& call) -> decltype(call())
+{
+    try {
+        return call();
+    } catch (const xercesc::DOMException& e) {
+        rethrow_dom_exception(e);
+    }
+}
+
+// Access to the inside of handles for the library's own code.
+struct HandleAccess {
+    static xercesc::DOMNode* node(const DOM_Node& handle) noexcept { return handle.fImpl; }
+    static DocumentShare* share(const DOM_Node& handle) noexcept { return handle.fShare; }
+
+    template <class Handle>
+    static Handle make(xercesc::DOMNode* node, DocumentShare* share) noexcept
+    {
+        return node ? Handle(node, share) : Handle();
+    }
+    // Takes ownership of `doc` (a new share); releases it if that fails.
+    static DOM_Document adopt(xercesc::DOMDocument* doc);
+    static DOM_NodeList list(NodeListImpl* impl) noexcept { return DOM_NodeList(impl); }
+    static NodeListImpl* list_impl(const DOM_NodeList& list) noexcept { return list.fImpl; }
+    static DOM_NamedNodeMap map(xercesc::DOMNamedNodeMap* map, DocumentShare* share) noexcept
+    {
+        return map ? DOM_NamedNodeMap(map, share) : DOM_NamedNodeMap();
+    }
+};
+
+inline xercesc::DOMNode* impl(const DOM_Node& handle) noexcept
+{
+    return HandleAccess::node(handle);
+}
+
+} // namespace xmlutil_detail
+
+#endif // XMLUTIL_DOM_INTERNAL_H

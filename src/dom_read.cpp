@@ -1,0 +1,286 @@
+#include "internal.h"
+
+#include <xercesc/framework/MemBufInputSource.hpp>
+
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+using namespace xmlutil_detail;
+using xercesc::DOMNode;
+
+// ---- cTextException -------------------------------------------------------------
+
+cTextException::cTextException(const char* format, ...) : iReserved(0)
+{
+    // The limit is one less than the buffer: the formatter never writes the
+    // last byte, so a message keeps at most 254 characters.
+    va_list args;
+    va_start(args, format);
+    const int written = std::vsnprintf(caMessage, sizeof caMessage - 1, format ? format : "", args);
+    va_end(args);
+    if (written < 0)
+        caMessage[0] = '\0';
+    caMessage[sizeof caMessage - 1] = '\0';
+}
+
+cTextException::~cTextException() noexcept = default;
+
+const char* cTextException::what() const noexcept
+{
+    return caMessage;
+}
+
+// ---- XMLUtilError ---------------------------------------------------------------
+
+namespace {
+
+enum class Severity { warning, error, fatal };
+
+[[noreturn]] void throw_report(Severity severity, const SAXParseException& e)
+{
+    // Both texts are temporaries, gone before the throw.
+    const std::string systemId = narrow(e.getSystemId());
+    const int line = static_cast<int>(e.getLineNumber());
+    const int column = static_cast<int>(e.getColumnNumber());
+    const std::string message = narrow(e.getMessage());
+    switch (severity) {
+    case Severity::warning:
+        throw cTextException("Warning at (file %s, line %d, char %d): %s\n", systemId.c_str(), line, column,
+                             message.c_str());
+    case Severity::error:
+        throw cTextException("Error at (file %s, line %d, char %d): %s\n", systemId.c_str(), line, column,
+                             message.c_str());
+    case Severity::fatal:
+        break;
+    }
+    throw cTextException("Fatal Error at (file %s, line %d, char %d): %s\n", systemId.c_str(), line, column,
+                         message.c_str());
+}
+
+} // namespace
+
+XMLUtilError::~XMLUtilError() = default;
+
+void XMLUtilError::warning(const SAXParseException& e)
+{
+    throw_report(Severity::warning, e);
+}
+
+void XMLUtilError::error(const SAXParseException& e)
+{
+    throw_report(Severity::error, e);
+}
+
+void XMLUtilError::fatalError(const SAXParseException& e)
+{
+    throw_report(Severity::fatal, e);
+}
+
+void XMLUtilError::resetErrors() {}
+
+// ---- Parsing ----------------------------------------------------------------------
+
+namespace {
+
+const char kParseFailure[] = "An error occured during parsing\n   Message: %s";
+const char kBufferId[] = "XMLRead_ParseBufferID";
+
+// Runs the parse call. Only the parser's own exception types are converted;
+// the error handler's cTextException and everything else pass through.
+template <class F>
+void guarded_parse(F&& parse)
+{
+    try {
+        parse();
+    } catch (const XMLException&) {
+        // The parser's words are deliberately not carried over here.
+        throw cTextException(kParseFailure, "");
+    } catch (const DOM_DOMException& e) {
+        std::unique_ptr<char[]> message(e.msg.transcode());
+        throw cTextException(kParseFailure, message.get());
+    }
+}
+
+DOM_Document built_document(DOMParser& parser)
+{
+    DOM_Document doc = parser.getDocument();
+    if (doc.isNull())
+        throw cTextException(kParseFailure, "no document was built");
+    return doc;
+}
+
+// Bytes per character for the encodings whose characters span several bytes.
+std::size_t unit_size(const XMLCh* encoding)
+{
+    std::string name = narrow(encoding);
+    for (char& c : name)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    if (name.compare(0, 6, "UTF-16") == 0 || name.compare(0, 5, "UCS-2") == 0)
+        return 2;
+    if (name.find("UCS-4") != std::string::npos || name.compare(0, 6, "UTF-32") == 0)
+        return 4;
+    return 1;
+}
+
+bool all_zero(const unsigned char* unit, std::size_t size)
+{
+    for (std::size_t i = 0; i < size; ++i)
+        if (unit[i] != 0)
+            return false;
+    return true;
+}
+
+// A line feed in either byte order.
+bool is_line_feed(const unsigned char* unit, std::size_t size)
+{
+    if (size == 1)
+        return unit[0] == '\n';
+    return (unit[0] == '\n' && all_zero(unit + 1, size - 1)) || (unit[size - 1] == '\n' && all_zero(unit, size - 1));
+}
+
+// Xerces-C takes a zero character for the end of the input and, after the
+// root element, ignores whatever follows it. Such a character is part of the
+// input and invalid there, so it is reported like any invalid character.
+void reject_zero_character(const char* buffer, std::size_t length, const DOM_Document& doc, ErrorHandler& handler)
+{
+    const auto* bytes = reinterpret_cast<const unsigned char*>(buffer);
+    auto* document = static_cast<xercesc::DOMDocument*>(impl(doc));
+    const std::size_t size = unit_size(document->getInputEncoding());
+    if (size == 1 && std::memchr(bytes, 0, length) == nullptr)
+        return;
+    unsigned long line = 1;
+    unsigned long column = 1;
+    for (std::size_t at = 0; at + size <= length; at += size) {
+        const unsigned char* unit = bytes + at;
+        if (all_zero(unit, size)) {
+            static const XMLCh message[] = u"invalid character 0x0";
+            const DOMString systemId(kBufferId);
+            // Like the parser, point just past the offending character.
+            handler.fatalError(SAXParseException(message, nullptr, systemId.rawBuffer(), line, column + 1));
+            return;
+        }
+        if (is_line_feed(unit, size)) {
+            ++line;
+            column = 1;
+        } else if (size != 1 || (unit[0] & 0xC0) != 0x80) {
+            ++column; // UTF-8 continuation bytes belong to the character before
+        }
+    }
+}
+
+} // namespace
+
+DOM_Document ParseFile(const std::string& fileName, bool validate)
+{
+    initialize_platform();
+    DOMParser parser;
+    parser.setDoValidation(validate);
+    XMLUtilError handler;
+    parser.setErrorHandler(&handler);
+    guarded_parse([&] { parser.parse(fileName.c_str(), false); });
+    return built_document(parser);
+}
+
+DOM_Document ParseBuffer(const char* buffer, unsigned int length, bool validate)
+{
+    static const char kNothing[1] = {0};
+    if (!buffer) {
+        buffer = kNothing;
+        length = 0;
+    }
+    initialize_platform();
+    DOMParser parser;
+    parser.setDoValidation(validate);
+    XMLUtilError handler;
+    parser.setErrorHandler(&handler);
+    const MemBufInputSource source(reinterpret_cast<const XMLByte*>(buffer), length, kBufferId, false);
+    guarded_parse([&] { parser.parse(source, false); });
+    DOM_Document doc = built_document(parser);
+    reject_zero_character(buffer, length, doc, handler);
+    return doc;
+}
+
+// ---- Reading --------------------------------------------------------------------
+
+DOM_Node GetNodeByName(const DOM_Node& parent, const std::string& name)
+{
+    DOMNode* root = impl(parent);
+    if (!root)
+        return parent;
+    // Only the first match in document order counts, and only when it is a
+    // direct child: a same-named element nested in an earlier sibling hides
+    // a later direct child. Deliberate; callers rely on it.
+    const WideText wanted(name.c_str());
+    const bool matchAll = wanted.size() == 1 && wanted.c_str()[0] == u'*';
+    DOMNode* first = next_element_named(root, root, wanted.c_str(), matchAll);
+    if (first && first->getParentNode() == root)
+        return HandleAccess::make<DOM_Node>(first, HandleAccess::share(parent));
+    return DOM_Node();
+}
+
+std::string DOM2STLstring(const DOMString& text)
+{
+    std::string out;
+    narrow_append(text.rawBuffer(), text.length(), out);
+    return out;
+}
+
+bool ReadNodeData(const DOM_Node& node, std::string& data, std::string defaultValue)
+{
+    data = std::move(defaultValue);
+    DOMNode* element = impl(node);
+    if (!element)
+        return false;
+    for (DOMNode* child = element->getFirstChild(); child; child = child->getNextSibling()) {
+        if (child->getNodeType() == DOMNode::TEXT_NODE) {
+            data = narrow(child->getNodeValue());
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ReadNodeData(const DOM_Node& node, std::string& data, char* defaultValue)
+{
+    return ReadNodeData(node, data, std::string(defaultValue));
+}
+
+bool ReadNodeData(const DOM_Node& parent, const std::string& name, std::string& data, std::string defaultValue)
+{
+    const DOM_Node child = GetNodeByName(parent, name);
+    return ReadNodeData(child, data, std::move(defaultValue));
+}
+
+bool ReadNodeData(const DOM_Node& parent, const std::string& name, std::string& data, char* defaultValue)
+{
+    std::string fallback(defaultValue);
+    return ReadNodeData(parent, name, data, std::move(fallback));
+}
+
+bool GetNamedAttributeValue(const DOM_Node& node, const std::string& name, std::string& value)
+{
+    value.clear();
+    DOMNode* element = impl(node);
+    xercesc::DOMNamedNodeMap* attributes = element ? element->getAttributes() : nullptr;
+    if (!attributes)
+        return false;
+    const WideText wanted(name.c_str());
+    DOMNode* attribute = attributes->getNamedItem(wanted.c_str());
+    if (!attribute)
+        return false;
+    value = narrow(attribute->getNodeValue());
+    return true;
+}
+
+std::string GetNodeName(const DOM_Node& node)
+{
+    DOMNode* n = impl(node);
+    return n ? narrow(n->getNodeName()) : std::string();
+}
+
+std::ostream& operator<<(std::ostream& os, const DOMString& text)
+{
+    return os << DOM2STLstring(text);
+}

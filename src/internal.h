@@ -1,0 +1,19 @@
+// Private helpers shared by the library sources.
+#ifndef XMLUTIL_INTERNAL_H
+#define XMLUTIL_INTERNAL_H
+
+#include "dom_internal.h"
+#include "xmlutil.h"
+
+namespace xmlutil_detail {
+
+// True for a byte that is not white space. Remember, char is sometimes
+// signed: the byte is taken as 0..255. Bytes 0..127 are classified by the
+// fixed POSIX classes whatever the locale; bytes above by the current locale.
+struct NotSpace {
+    bool operator()(char c) const noexcept;
+};
+
+} // namespace xmlutil_detail
+
+#endif // XMLUTIL_INTERNAL_H
