@@ -103,6 +103,17 @@ XMLUTIL_API bool ReadNodeData(const DOM_Node& parent, const std::string& name, s
 // See ReadNodeData. `defaultValue` must not be null.
 XMLUTIL_API bool ReadNodeData(const DOM_Node& parent, const std::string& name, std::string& data,
                               char* defaultValue);
+// A string literal as the default picks these rather than the char* forms,
+// which it could reach only through the deprecated conversion to char*.
+inline bool ReadNodeData(const DOM_Node& node, std::string& data, const char* defaultValue)
+{
+    return ReadNodeData(node, data, std::string(defaultValue));
+}
+inline bool ReadNodeData(const DOM_Node& parent, const std::string& name, std::string& data,
+                         const char* defaultValue)
+{
+    return ReadNodeData(parent, name, data, std::string(defaultValue));
+}
 // The value of attribute `name` into `value`; false with `value` empty when
 // the attribute is missing or `node` is not an element (or null).
 XMLUTIL_API bool GetNamedAttributeValue(const DOM_Node& node, const std::string& name, std::string& value);
