@@ -2,7 +2,9 @@
 
 #include <xercesc/framework/MemBufInputSource.hpp>
 
+#include <algorithm>
 #include <cctype>
+#include <initializer_list>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -111,61 +113,90 @@ DOM_Document built_document(DOMParser& parser)
     return doc;
 }
 
-// Bytes per character for the encodings whose characters span several bytes.
-std::size_t unit_size(const XMLCh* encoding)
+// How the parser lays out characters in the buffer, sensed from its first
+// bytes as the parser itself does: width and byte order of a character, and
+// the length of a byte order mark. A declared encoding can change the code
+// page but not these.
+struct Layout {
+    std::size_t unit = 1;
+    bool bigEndian = false;
+    std::size_t mark = 0;
+};
+
+Layout sense_layout(const unsigned char* b, std::size_t n)
+{
+    auto starts = [&](std::initializer_list<unsigned char> prefix) {
+        return n >= prefix.size() && std::equal(prefix.begin(), prefix.end(), b);
+    };
+    if (starts({0x00, 0x00, 0xFE, 0xFF}))
+        return {4, true, 4};
+    if (starts({0xFF, 0xFE, 0x00, 0x00}))
+        return {4, false, 4};
+    if (starts({0xFE, 0xFF}))
+        return {2, true, 2};
+    if (starts({0xFF, 0xFE}))
+        return {2, false, 2};
+    if (starts({0xEF, 0xBB, 0xBF}))
+        return {1, false, 3};
+    if (starts({0x00, 0x00, 0x00, 0x3C}))
+        return {4, true, 0};
+    if (starts({0x3C, 0x00, 0x00, 0x00}))
+        return {4, false, 0};
+    if (starts({0x00, 0x3C, 0x00, 0x3F}))
+        return {2, true, 0};
+    if (starts({0x3C, 0x00, 0x3F, 0x00}))
+        return {2, false, 0};
+    return {};
+}
+
+unsigned long unit_value(const unsigned char* unit, const Layout& layout)
+{
+    unsigned long value = 0;
+    for (std::size_t i = 0; i < layout.unit; ++i)
+        value = (value << 8) | unit[layout.bigEndian ? i : layout.unit - 1 - i];
+    return value;
+}
+
+bool is_utf8(const XMLCh* encoding)
 {
     std::string name = narrow(encoding);
     for (char& c : name)
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    if (name.compare(0, 6, "UTF-16") == 0 || name.compare(0, 5, "UCS-2") == 0)
-        return 2;
-    if (name.find("UCS-4") != std::string::npos || name.compare(0, 6, "UTF-32") == 0)
-        return 4;
-    return 1;
-}
-
-bool all_zero(const unsigned char* unit, std::size_t size)
-{
-    for (std::size_t i = 0; i < size; ++i)
-        if (unit[i] != 0)
-            return false;
-    return true;
-}
-
-// A line feed in either byte order.
-bool is_line_feed(const unsigned char* unit, std::size_t size)
-{
-    if (size == 1)
-        return unit[0] == '\n';
-    return (unit[0] == '\n' && all_zero(unit + 1, size - 1)) || (unit[size - 1] == '\n' && all_zero(unit, size - 1));
+    return name.empty() || name == "UTF-8" || name == "UTF8";
 }
 
 // Xerces-C takes a zero character for the end of the input and, after the
 // root element, ignores whatever follows it. Such a character is part of the
-// input and invalid there, so it is reported like any invalid character.
+// input and invalid there, so it is reported like any invalid character, at
+// the line and column the parser would give.
 void reject_zero_character(const char* buffer, std::size_t length, const DOM_Document& doc, ErrorHandler& handler)
 {
     const auto* bytes = reinterpret_cast<const unsigned char*>(buffer);
-    auto* document = static_cast<xercesc::DOMDocument*>(impl(doc));
-    const std::size_t size = unit_size(document->getInputEncoding());
-    if (size == 1 && std::memchr(bytes, 0, length) == nullptr)
+    const Layout layout = sense_layout(bytes, length);
+    if (layout.unit == 1 && std::memchr(bytes, 0, length) == nullptr)
         return;
+    const bool utf8 = layout.unit == 1 && is_utf8(static_cast<xercesc::DOMDocument*>(impl(doc))->getInputEncoding());
     unsigned long line = 1;
     unsigned long column = 1;
-    for (std::size_t at = 0; at + size <= length; at += size) {
-        const unsigned char* unit = bytes + at;
-        if (all_zero(unit, size)) {
+    bool afterCarriageReturn = false;
+    for (std::size_t at = layout.mark; at + layout.unit <= length; at += layout.unit) {
+        const unsigned long ch = unit_value(bytes + at, layout);
+        if (ch == 0) {
             static const XMLCh message[] = u"invalid character 0x0";
             const DOMString systemId(kBufferId);
             // Like the parser, point just past the offending character.
             handler.fatalError(SAXParseException(message, nullptr, systemId.rawBuffer(), line, column + 1));
             return;
         }
-        if (is_line_feed(unit, size)) {
-            ++line;
-            column = 1;
-        } else if (size != 1 || (unit[0] & 0xC0) != 0x80) {
-            ++column; // UTF-8 continuation bytes belong to the character before
+        const bool lineFeedOfPair = ch == '\n' && afterCarriageReturn;
+        afterCarriageReturn = ch == '\r';
+        if (ch == '\n' || ch == '\r') {
+            if (!lineFeedOfPair) {
+                ++line;
+                column = 1;
+            }
+        } else if (utf8 ? (ch & 0xC0) != 0x80 : !(layout.unit == 2 && ch >= 0xDC00 && ch <= 0xDFFF)) {
+            ++column; // continuation bytes and low surrogates belong to the character before
         }
     }
 }
