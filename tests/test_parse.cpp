@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+#include <atomic>
+#include <thread>
 
 using namespace std::string_literals;
 namespace fs = std::filesystem;
@@ -633,4 +635,32 @@ TEST(parse, file_comment_after_root_is_kept)
     const TempDir dir;
     const std::string path = dir.write("tail.xml", "<r/>\n<!-- tail -->\n");
     EXPECT_EQ("document #document\n  element r\n  comment #comment=' tail '\n", dump(ParseFile(path, false)));
+}
+
+TEST(parse, first_parses_from_several_threads_at_once)
+{
+    // Xerces-C crashes when two threads initialise it at once, which is what
+    // happens when a program's first parses start together. Each round runs
+    // in a fresh process, where Xerces-C is not yet initialised.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (int round = 0; round < 20; ++round) {
+        EXPECT_EXIT(
+            {
+                std::vector<std::thread> threads;
+                std::atomic<int> parsed{0};
+                for (int t = 0; t < 4; ++t)
+                    threads.emplace_back([&parsed] {
+                        const std::string xml = "<r><a x='1'>text</a></r>";
+                        for (int i = 0; i < 20; ++i) {
+                            DOM_Document doc = parse_text(xml);
+                            if (str(doc.getDocumentElement().getFirstChild().getNodeName()) == "a")
+                                ++parsed;
+                        }
+                    });
+                for (std::thread& thread : threads)
+                    thread.join();
+                std::exit(parsed == 80 ? 0 : 1);
+            },
+            ::testing::ExitedWithCode(0), "");
+    }
 }
