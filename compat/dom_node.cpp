@@ -48,11 +48,6 @@ T* require_as(DOMNode* node, short type)
     return static_cast<T*>(node);
 }
 
-DOMString text_of(const XMLCh* text)
-{
-    return DOMString(text);
-}
-
 } // namespace
 
 // ---- DOM_Node ---------------------------------------------------------------
@@ -103,12 +98,12 @@ DOM_Node& DOM_Node::operator=(const DOM_NullPtr*) noexcept
 
 DOMString DOM_Node::getNodeName() const
 {
-    return fImpl ? text_of(fImpl->getNodeName()) : DOMString();
+    return fImpl ? DOMString(fImpl->getNodeName()) : DOMString();
 }
 
 DOMString DOM_Node::getNodeValue() const
 {
-    return fImpl ? text_of(fImpl->getNodeValue()) : DOMString();
+    return fImpl ? DOMString(fImpl->getNodeValue()) : DOMString();
 }
 
 void DOM_Node::setNodeValue(const DOMString& value)
@@ -124,17 +119,17 @@ short DOM_Node::getNodeType() const
 
 DOMString DOM_Node::getNamespaceURI() const
 {
-    return fImpl ? text_of(fImpl->getNamespaceURI()) : DOMString();
+    return fImpl ? DOMString(fImpl->getNamespaceURI()) : DOMString();
 }
 
 DOMString DOM_Node::getPrefix() const
 {
-    return fImpl ? text_of(fImpl->getPrefix()) : DOMString();
+    return fImpl ? DOMString(fImpl->getPrefix()) : DOMString();
 }
 
 DOMString DOM_Node::getLocalName() const
 {
-    return fImpl ? text_of(fImpl->getLocalName()) : DOMString();
+    return fImpl ? DOMString(fImpl->getLocalName()) : DOMString();
 }
 
 DOM_Node DOM_Node::getParentNode() const
@@ -240,7 +235,7 @@ DOM_Node DOM_Node::cloneNode(bool deep) const
 DOMString DOM_CharacterData::getData() const
 {
     xercesc::DOMCharacterData* data = as_character_data(fImpl);
-    return data ? text_of(data->getData()) : DOMString();
+    return data ? DOMString(data->getData()) : DOMString();
 }
 
 void DOM_CharacterData::setData(const DOMString& value)
@@ -261,31 +256,31 @@ unsigned int DOM_CharacterData::getLength() const
 DOMString DOM_ProcessingInstruction::getTarget() const
 {
     auto* pi = as<xercesc::DOMProcessingInstruction>(fImpl, DOMNode::PROCESSING_INSTRUCTION_NODE);
-    return pi ? text_of(pi->getTarget()) : DOMString();
+    return pi ? DOMString(pi->getTarget()) : DOMString();
 }
 
 DOMString DOM_ProcessingInstruction::getData() const
 {
     auto* pi = as<xercesc::DOMProcessingInstruction>(fImpl, DOMNode::PROCESSING_INSTRUCTION_NODE);
-    return pi ? text_of(pi->getData()) : DOMString();
+    return pi ? DOMString(pi->getData()) : DOMString();
 }
 
 DOMString DOM_DocumentType::getName() const
 {
     auto* type = as<xercesc::DOMDocumentType>(fImpl, DOMNode::DOCUMENT_TYPE_NODE);
-    return type ? text_of(type->getName()) : DOMString();
+    return type ? DOMString(type->getName()) : DOMString();
 }
 
 DOMString DOM_Attr::getName() const
 {
     auto* attr = as<xercesc::DOMAttr>(fImpl, DOMNode::ATTRIBUTE_NODE);
-    return attr ? text_of(attr->getName()) : DOMString();
+    return attr ? DOMString(attr->getName()) : DOMString();
 }
 
 DOMString DOM_Attr::getValue() const
 {
     auto* attr = as<xercesc::DOMAttr>(fImpl, DOMNode::ATTRIBUTE_NODE);
-    return attr ? text_of(attr->getValue()) : DOMString();
+    return attr ? DOMString(attr->getValue()) : DOMString();
 }
 
 void DOM_Attr::setValue(const DOMString& value)
@@ -299,13 +294,13 @@ void DOM_Attr::setValue(const DOMString& value)
 DOMString DOM_Element::getTagName() const
 {
     auto* element = as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
-    return element ? text_of(element->getTagName()) : DOMString();
+    return element ? DOMString(element->getTagName()) : DOMString();
 }
 
 DOMString DOM_Element::getAttribute(const DOMString& name) const
 {
     auto* element = as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
-    return element ? text_of(element->getAttribute(arg(name))) : DOMString();
+    return element ? DOMString(element->getAttribute(arg(name))) : DOMString();
 }
 
 void DOM_Element::setAttribute(const DOMString& name, const DOMString& value)
