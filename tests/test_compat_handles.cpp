@@ -356,7 +356,6 @@ TEST(handles, attributes_through_element_and_map)
     DOM_NamedNodeMap map = root.getAttributes();
     ASSERT_FALSE(map.isNull());
     EXPECT_EQ(2u, map.getLength());
-    // Attributes keep the order of the document.
     EXPECT_EQ("a", str(map.item(0).getNodeName()));
     EXPECT_EQ("b", str(map.item(1).getNodeName()));
     EXPECT_TRUE(map.item(2).isNull());
@@ -387,6 +386,21 @@ TEST(handles, attributes_through_element_and_map)
 
     EXPECT_TRUE(root.getFirstChild().getAttributes().isNull());
     EXPECT_TRUE(doc.getAttributes().isNull());
+}
+
+TEST(handles, attribute_map_is_sorted_by_name)
+{
+    // Xerces-C 3.2 keeps an element's attributes sorted by name, whatever
+    // the order of the document or of the calls that set them.
+    DOM_Document doc = parse_text("<r zz='1' b='2' a='3' m='4'/>");
+    DOM_Element root = doc.getDocumentElement();
+    root.setAttribute(DOMString("c"), DOMString("5"));
+    root.setAttribute(DOMString("aa"), DOMString("6"));
+    DOM_NamedNodeMap map = root.getAttributes();
+    std::string names;
+    for (unsigned int i = 0; i < map.getLength(); ++i)
+        names += str(map.item(i).getNodeName()) + " ";
+    EXPECT_EQ("a aa b c m zz ", names);
 }
 
 TEST(handles, elements_by_tag_name_in_document_order)
