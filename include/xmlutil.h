@@ -178,4 +178,29 @@ private:
 // The name of the iterator's current node; empty at the end.
 XMLUTIL_API std::string GetNodeName(const cNodeIterator& it);
 
+// ---- Base64 ------------------------------------------------------------------------
+
+// Encodes `length` bytes at `input` as padded Base64 text (RFC 4648, no line
+// breaks) followed by a zero byte. `size` brings the capacity of `output` and
+// takes back the text's length. Returns 0, or -1 when the capacity is below
+// `length` or leaves fewer than 5 spare bytes after a group (the text so far
+// is then kept, zero-terminated, and `size` is unchanged). Never writes past
+// the capacity.
+XMLUTIL_API int Base64Encode(char* input, int length, char* output, int& size);
+// Decodes `length` characters of Base64 text into `output`, followed by a
+// zero byte. `size` brings the capacity and takes back the number of bytes.
+// Returns -1 only when the capacity is below `length`. Nothing is validated;
+// in a group that ends in "=" or is short, a zero byte and what follows it
+// are dropped. Never writes past the capacity.
+XMLUTIL_API int Base64Decode(char* input, int length, char* output, int& size);
+// Replaces `text` by the Base64 text of `length` bytes at `data`.
+XMLUTIL_API bool ConvertBinaryToBase64(char* data, int length, std::string& text);
+// Replaces `text` by the Base64 text of all its bytes.
+XMLUTIL_API bool ConvertStringToBase64(std::string& text);
+// Zero-fills `size` bytes of `buffer`, then decodes `text` into it; `size`
+// takes back the number of bytes. False when `size` is below the text length.
+XMLUTIL_API bool ConvertBase64ToBinary(std::string text, char* buffer, int& size);
+// Replaces `text` by its decoded bytes, up to the first zero byte.
+XMLUTIL_API bool ConvertBase64ToString(std::string& text);
+
 #endif // XMLUTIL_H

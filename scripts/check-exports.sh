@@ -11,7 +11,8 @@ allowed='^((DOM_[A-Za-z]+|DOMString|DOMParser|cTextException|XMLUtilError|cNodeI
 allowed+='|(typeinfo|typeinfo name|vtable) for (DOM_DOMException|cTextException|XMLUtilError)$'
 allowed+='|(TrimLeft|TrimRight|Trim|FindAndRepleace|ParseFile|ParseBuffer|GetNodeByName|DOM2STLstring'
 allowed+='|ReadNodeData|GetNamedAttributeValue|GetNodeName|CreateDocument|CreateNewElement|SaveNodeData'
-allowed+='|SaveDataToNode|SetNodeAttribute)(\[abi:cxx11\])?\('
+allowed+='|SaveDataToNode|SetNodeAttribute|Base64Encode|Base64Decode|ConvertBinaryToBase64|ConvertStringToBase64'
+allowed+='|ConvertBase64ToBinary|ConvertBase64ToString)(\[abi:cxx11\])?\('
 allowed+='|operator<<\(std::basic_ostream<char, std::char_traits<char> >&, DOMString const&\)$)'
 
 status=0
@@ -24,7 +25,8 @@ fi
 
 for name in TrimLeft TrimRight Trim FindAndRepleace ParseFile ParseBuffer GetNodeByName DOM2STLstring \
     ReadNodeData GetNamedAttributeValue GetNodeName CreateDocument CreateNewElement SaveNodeData \
-    SaveDataToNode SetNodeAttribute; do
+    SaveDataToNode SetNodeAttribute Base64Encode Base64Decode ConvertBinaryToBase64 ConvertStringToBase64 \
+    ConvertBase64ToBinary ConvertBase64ToString; do
     if ! grep -Eq "^$name(\[abi:cxx11\])?\(" <<<"$symbols"; then
         echo "missing from the exports: $name"
         status=1
