@@ -1,5 +1,6 @@
-// Reads a configuration file and prints the values found in it, with the
-// defaults used for the keys it does not have.
+// Reads a configuration file through cXML_Utility, prints the values found
+// in it (with defaults for the keys it lacks), changes one value, adds a
+// section, and prints the resulting document.
 //
 //   read_config [file.xml]
 #include "xmlutil.h"
@@ -20,30 +21,41 @@ int main(int argc, char** argv)
 {
     const std::string file = argc > 1 ? argv[1] : XMLUTIL_EXAMPLE_CONFIG;
     try {
-        DOM_Document doc = ParseFile(file, false);
-        DOM_Node root = doc.getDocumentElement();
+        cXML_Utility config(0); // mode 0: parse
+        config.Parse(file);
 
-        DOM_Node database = GetNodeByName(root, "database");
         std::string value;
-        print("database.host", ReadNodeData(database, "host", value, "localhost"), value);
-        print("database.port", ReadNodeData(database, "port", value, "5432"), value);
-        print("database.user", ReadNodeData(database, "user", value, "guest"), value);
-        std::string role;
-        if (GetNamedAttributeValue(GetNodeByName(database, "user"), "role", role))
-            std::cout << "database.user.role = " << role << '\n';
+        if (config.ActivateNode("database")) {
+            print("database.host", config.ReadNodeDataFrom("host", value, "localhost"), value);
+            print("database.port", config.ReadNodeDataFrom("port", value, "5432"), value);
+            print("database.timeout", config.ReadNodeDataFrom("timeout", value, "30"), value);
+            config.DeactivateNode();
+        }
+        if (config.ActivateNode("logging")) {
+            print("logging.level", config.ReadNodeAttribute("level", value, "warning"), value);
+            print("logging.file", ReadNodeData(config, "file", value, "/dev/stderr"), value);
+            config.DeactivateNode();
+        }
 
-        DOM_Node logging = GetNodeByName(root, "logging");
-        const bool hasLevel = GetNamedAttributeValue(logging, "level", value);
-        print("logging.level", hasLevel, hasLevel ? value : "warning");
-        print("logging.file", ReadNodeData(logging, "file", value, "/dev/stderr"), value);
-        print("logging.rotate", ReadNodeData(logging, "rotate", value, "daily"), value);
-
-        for (cNodeIterator it(GetNodeByName(root, "servers"), "server"); it != DOM_Node(); ++it) {
+        cXML_Utility servers = config.GetNodeByName("servers");
+        for (cXMLiterator it = servers.CreateIterator("server"); !it.end(); ++it) {
+            cXML_Utility server = *it;
             std::string name, weight;
-            GetNamedAttributeValue(*it, "name", name);
-            GetNamedAttributeValue(*it, "weight", weight);
+            server.ReadNodeAttribute("name", name, "?");
+            server.ReadNodeAttribute("weight", weight, "1");
             std::cout << "server " << name << " weight " << weight << '\n';
         }
+
+        // Change a value and add a section; the facades share one document.
+        cXML_Utility port = config.GetNodeByName("database").GetNodeByName("port");
+        port.SaveDataToNode("6543");
+        config.CreateAndActivateNewElement("cache");
+        config.SaveNodeAttribute("enabled", "yes");
+        config.SaveNodeData("size", "64 MiB");
+        config.DeactivateNode();
+
+        std::cout << '\n';
+        config.SaveToStream(std::cout);
     } catch (const cTextException& e) {
         std::cerr << "error: " << e.what() << '\n';
         return 1;

@@ -16,6 +16,7 @@
 #include <xercesc/util/XMLString.hpp>
 
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <ostream>
 #include <string>
@@ -177,6 +178,234 @@ private:
 
 // The name of the iterator's current node; empty at the end.
 XMLUTIL_API std::string GetNodeName(const cNodeIterator& it);
+
+// ---- Writer -------------------------------------------------------------------------
+
+// Writes `node` and everything below it as indented XML: a document starts
+// with "<?xml version='1.0' encoding='ISO-8859-1' ?>\n", each element is
+// indented by four spaces per level, text and attribute values are trimmed
+// and escaped (see outputContent). Every end-of-line is std::endl. Entity
+// references are written as their expansion; document types, attribute and
+// fragment nodes write nothing. Comments, CDATA sections and processing
+// instructions are written as they are, at column 0.
+XMLUTIL_API std::ostream& operator<<(std::ostream& out, DOM_Node& node);
+// See operator<<(std::ostream&, DOM_Node&); for a node that is not an lvalue.
+inline std::ostream& operator<<(std::ostream& out, const DOM_Node& node)
+{
+    DOM_Node copy(node);
+    return out << copy;
+}
+// Four spaces per level of the writer's current nesting depth (one depth
+// per thread); empty at depth 0.
+XMLUTIL_API std::string CreateTabs();
+// True when the node's value is non-empty and all white space.
+XMLUTIL_API bool TestForGarbage(const DOM_Node& node);
+// Writes `text`; with `clean`, trimmed and escaped: & < > " and the letters
+// a o u A O U with diaeresis and sharp s become references, a character
+// above U+00FF becomes "&#N;", and a text of white space only becomes one
+// std::endl. Without `clean`, as it is (a character above U+00FF as '?').
+XMLUTIL_API void outputContent(std::ostream& out, const DOMString& text, bool clean);
+
+// ---- Document facade -----------------------------------------------------------------
+
+class cXML_Utility;
+class cXMLiterator;
+
+// State of a cXML_Utility: what it may load, where it stands, and the way back.
+struct cXML_UtilityData {
+    cXML_UtilityData(unsigned int mode, int fromIterator, const DOM_Node& activeNode, const DOM_Document& document,
+                     const std::deque<DOM_Node>& nodeStack)
+        : uiMode(mode), bFromIterator(fromIterator), ActiveNode(activeNode), Document(document), NodeStack(nodeStack)
+    {
+    }
+
+    std::uint32_t uiMode;           // 0: Parse works; 1: CreateDocument works; other: neither
+    std::int32_t bFromIterator;     // 1 on records made by an iterator: Parse starts afresh
+    DOM_Node ActiveNode;            // where reading, writing and navigation act
+    DOM_Document Document;          // the document, shared with every copy
+    std::deque<DOM_Node> NodeStack; // earlier active nodes, most recent at the back
+};
+
+// One XML document with an active node and a stack of earlier active nodes.
+// Copies share the document but move independently. An object without a
+// record is empty: Parse, CreateDocument, ActivateNode and DeactivateNode
+// then return false, everything else throws cTextException.
+//
+// A record without document or active node (made with a mode but not loaded,
+// or a GetNodeByName result that found nothing) never crashes: reading gives
+// false with the default or an empty name, navigation false, an iterator is
+// at its end at once, and creating, writing and saving throw cTextException.
+class XMLUTIL_API cXML_Utility {
+public:
+    // Empty object.
+    cXML_Utility();
+    // Mode 0 parses, mode 1 creates; any other mode does neither.
+    cXML_Utility(unsigned int mode);
+    // So that a literal mode (`cXML_Utility xml(0);`) is a mode, not a record.
+    cXML_Utility(int mode);
+    // Takes ownership of `data` (null: empty object).
+    cXML_Utility(cXML_UtilityData* data);
+    // A copy of `other`'s record on the same document; empty when `other` is.
+    cXML_Utility(const cXML_Utility& other);
+    ~cXML_Utility();
+    // Replaces this object's record by a copy of `other`'s. Throws when
+    // `other` is empty (this object is then unchanged); assigning an object
+    // to itself does nothing.
+    cXML_Utility& operator=(const cXML_Utility& other);
+
+    // Drops the record: the object becomes empty.
+    void CleanUp();
+
+    // Loads a document from `length` bytes at `buffer` (mode 0 only) and
+    // makes its root the active node. Parse errors throw cTextException.
+    bool Parse(const char* buffer, unsigned int length, bool validate = false);
+    // Loads the file `fileName`. See Parse.
+    bool Parse(const std::string& fileName, bool validate = false);
+    // Starts a new document with the root element `rootName` (mode 1 only).
+    bool CreateDocument(const std::string& rootName);
+    // Writes the whole document, whatever node is active.
+    std::ostream& SaveToStream(std::ostream& out);
+    // Writes the whole document to `fileName`, replacing its content. A file
+    // that cannot be written is not reported. The second argument is unused.
+    void SaveToFile(const std::string& fileName, unsigned int mode = 0);
+
+    // True only when both objects are empty: a loaded object is unequal to
+    // everything, itself included. Iterators rely on this.
+    bool operator==(const cXML_Utility& other) const;
+    // See operator==.
+    bool operator==(const cXML_Utility& other);
+    // Not operator==.
+    bool operator!=(const cXML_Utility& other);
+
+    // The active node's name; empty when there is none.
+    std::string GetNodeName();
+    // Moves to the child element `name` (first in document order, and only if
+    // a direct child), pushing the current node; false and no change if none.
+    bool ActivateNode(const std::string& name);
+    // See ActivateNode; the record moves although the object is const.
+    bool ActivateNode(const std::string& name) const;
+    // Moves back to the node before the last step inward; false if none.
+    bool DeactivateNode();
+    // See DeactivateNode.
+    bool DeactivateNode() const;
+    // Appends a new element `name` to the active node and moves to it.
+    void CreateAndActivateNewElement(const std::string& name);
+    // Appends a new element `name` to the active node and returns an object
+    // standing on it, with an empty stack; this object does not move.
+    cXML_Utility CreateNewElement(const std::string& name);
+    // An object standing on the child element `name` (a null active node when
+    // there is none), whose stack holds this object's active node.
+    cXML_Utility GetNodeByName(const std::string& name) const;
+
+    // Appends to the active node a new element `name` holding the text `data`.
+    void SaveNodeData(const std::string& name, const std::string& data);
+    // Sets the text of the active node (its first text child).
+    void SaveDataToNode(const std::string& data);
+    // Sets attribute `name` of the active node.
+    void SaveNodeAttribute(const std::string& name, const std::string& value);
+    // The attribute's value into `value`; false with `defaultValue` if missing.
+    bool ReadNodeAttribute(const std::string& name, std::string& value, std::string defaultValue) const;
+    // The active node's text into `data`; false with `defaultValue` if none.
+    bool ReadNodeData(std::string& data, std::string defaultValue) const;
+    // The text of the active node's child element `name`; false with
+    // `defaultValue` if there is no such child or it has no text.
+    bool ReadNodeDataFrom(const std::string& name, std::string& data, std::string defaultValue) const;
+
+    // An iterator over the active node's children named `name` (empty: every
+    // child whose name does not start with "#").
+    cXMLiterator CreateIterator(const std::string& name);
+
+private:
+    void Init(unsigned int mode);
+
+    cXML_UtilityData* pData;
+
+    friend class cXMLiterator;
+};
+
+// Free twins of the facade's data operations.
+XMLUTIL_API void SaveNodeData(cXML_Utility& xml, const std::string& name, const std::string& data);
+XMLUTIL_API void SaveDataToNode(cXML_Utility& xml, const std::string& data);
+XMLUTIL_API void SaveNodeAttribute(cXML_Utility& xml, const std::string& name, const std::string& value);
+// xml.ReadNodeAttribute. `defaultValue` must not be null.
+XMLUTIL_API bool ReadNodeAttribute(const cXML_Utility& xml, const std::string& name, std::string& value,
+                                   char* defaultValue);
+XMLUTIL_API bool ReadNodeAttribute(const cXML_Utility& xml, const std::string& name, std::string& value,
+                                   std::string defaultValue);
+// xml.ReadNodeData. `defaultValue` must not be null.
+XMLUTIL_API bool ReadNodeData(const cXML_Utility& xml, std::string& data, char* defaultValue);
+XMLUTIL_API bool ReadNodeData(const cXML_Utility& xml, std::string& data, std::string defaultValue);
+// xml.ReadNodeDataFrom. `defaultValue` must not be null.
+XMLUTIL_API bool ReadNodeData(const cXML_Utility& xml, const std::string& name, std::string& data,
+                              char* defaultValue);
+XMLUTIL_API bool ReadNodeData(const cXML_Utility& xml, const std::string& name, std::string& data,
+                              std::string defaultValue);
+// A string literal as the default picks these; they forward to the
+// std::string forms above.
+inline bool ReadNodeAttribute(const cXML_Utility& xml, const std::string& name, std::string& value,
+                              const char* defaultValue)
+{
+    return ReadNodeAttribute(xml, name, value, std::string(defaultValue));
+}
+inline bool ReadNodeData(const cXML_Utility& xml, std::string& data, const char* defaultValue)
+{
+    return ReadNodeData(xml, data, std::string(defaultValue));
+}
+inline bool ReadNodeData(const cXML_Utility& xml, const std::string& name, std::string& data,
+                         const char* defaultValue)
+{
+    return ReadNodeData(xml, name, data, std::string(defaultValue));
+}
+
+// ---- Facade iterator -------------------------------------------------------------------
+
+// State of a cXMLiterator.
+struct cXMLiteratorData {
+    std::uint32_t uiPosition = 0; // index into ChildList
+    std::string Name;             // empty: every child whose name does not start with "#"
+    DOM_NodeList ChildList;       // live child list of the facade's active node
+    DOM_Document Document;        // the facade's document
+};
+
+// Walks the direct children of a facade's active node named `name`, handing
+// each out as a new facade on the same document (mode 0, its own empty
+// stack). Iterators compare equal exactly when both are at their end.
+class XMLUTIL_API cXMLiterator {
+public:
+    // Stands on the first matching child, or at the end. Throws when `xml`
+    // is empty; a facade without active node gives an iterator at its end.
+    cXMLiterator(const cXML_Utility& xml, const std::string& name);
+    // A copy with its own state (empty when `other` is).
+    cXMLiterator(const cXMLiterator& other);
+    ~cXMLiterator();
+    // Takes over `other`'s position; throws when `other` is empty.
+    cXMLiterator& operator=(const cXMLiterator& other);
+
+    // On to the next matching child (at the end it stays at the end).
+    cXMLiterator& operator++();
+    // See operator++; returns the iterator as it was.
+    cXMLiterator operator++(int);
+    // A new facade standing on the current child; empty at the end.
+    cXML_Utility operator*();
+    // Always null: use operator*.
+    cXML_Utility* operator->();
+    // True when past the last child (also for an empty iterator).
+    bool end() const;
+    // True exactly when both are at their end.
+    bool operator==(cXMLiterator& other);
+    // Not operator==.
+    bool operator!=(cXMLiterator& other);
+
+    // Moves forward to the next matching child, or to the end.
+    void FindNextNode();
+    // The facade operator* hands out, without the emptiness check.
+    cXML_Utility CreateXML_Utility();
+    // A new record on the current child; the caller owns it.
+    cXML_UtilityData* MakeXML_UtilityData();
+
+private:
+    cXMLiteratorData* pData;
+};
 
 // ---- Base64 ------------------------------------------------------------------------
 

@@ -7,13 +7,14 @@ lib=${1:?usage: check-exports.sh path/to/libxmlutil.so}
 
 symbols=$(nm -D --defined-only "$lib" | c++filt | awk '{ $1 = ""; $2 = ""; sub(/^  /, ""); print }')
 
-allowed='^((DOM_[A-Za-z]+|DOMString|DOMParser|cTextException|XMLUtilError|cNodeIterator)::'
+allowed='^((DOM_[A-Za-z]+|DOMString|DOMParser|cTextException|XMLUtilError|cNodeIterator|cXML_Utility|cXMLiterator)::'
 allowed+='|(typeinfo|typeinfo name|vtable) for (DOM_DOMException|cTextException|XMLUtilError)$'
 allowed+='|(TrimLeft|TrimRight|Trim|FindAndRepleace|ParseFile|ParseBuffer|GetNodeByName|DOM2STLstring'
 allowed+='|ReadNodeData|GetNamedAttributeValue|GetNodeName|CreateDocument|CreateNewElement|SaveNodeData'
 allowed+='|SaveDataToNode|SetNodeAttribute|Base64Encode|Base64Decode|ConvertBinaryToBase64|ConvertStringToBase64'
-allowed+='|ConvertBase64ToBinary|ConvertBase64ToString)(\[abi:cxx11\])?\('
-allowed+='|operator<<\(std::basic_ostream<char, std::char_traits<char> >&, DOMString const&\)$)'
+allowed+='|ConvertBase64ToBinary|ConvertBase64ToString|CreateTabs|TestForGarbage|outputContent|SaveNodeAttribute'
+allowed+='|ReadNodeAttribute)(\[abi:cxx11\])?\('
+allowed+='|operator<<\(std::basic_ostream<char, std::char_traits<char> >&, (DOMString const|DOM_Node)&\)$)'
 
 status=0
 unexpected=$(grep -Ev "$allowed" <<<"$symbols" || true)
@@ -26,13 +27,15 @@ fi
 for name in TrimLeft TrimRight Trim FindAndRepleace ParseFile ParseBuffer GetNodeByName DOM2STLstring \
     ReadNodeData GetNamedAttributeValue GetNodeName CreateDocument CreateNewElement SaveNodeData \
     SaveDataToNode SetNodeAttribute Base64Encode Base64Decode ConvertBinaryToBase64 ConvertStringToBase64 \
-    ConvertBase64ToBinary ConvertBase64ToString; do
+    ConvertBase64ToBinary ConvertBase64ToString CreateTabs TestForGarbage outputContent SaveNodeAttribute \
+    ReadNodeAttribute; do
     if ! grep -Eq "^$name(\[abi:cxx11\])?\(" <<<"$symbols"; then
         echo "missing from the exports: $name"
         status=1
     fi
 done
-for class in DOM_Node DOM_Element DOM_Document DOMString DOMParser cTextException XMLUtilError cNodeIterator; do
+for class in DOM_Node DOM_Element DOM_Document DOMString DOMParser cTextException XMLUtilError cNodeIterator \
+    cXML_Utility cXMLiterator; do
     if ! grep -q "^$class::" <<<"$symbols"; then
         echo "missing from the exports: $class"
         status=1
