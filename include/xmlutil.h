@@ -412,24 +412,28 @@ private:
 // Encodes `length` bytes at `input` as padded Base64 text (RFC 4648, no line
 // breaks) followed by a zero byte. `size` brings the capacity of `output` and
 // takes back the text's length. Returns 0, or -1 when the capacity is below
-// `length` or leaves fewer than 5 spare bytes after a group (the text so far
-// is then kept, zero-terminated, and `size` is unchanged). Never writes past
-// the capacity.
+// `length` or leaves fewer than 5 spare bytes after a group, so success needs
+// 4 * ceil(length / 3) + 5 bytes (the text so far is then kept,
+// zero-terminated, and `size` is unchanged). Never writes past the capacity.
 XMLUTIL_API int Base64Encode(char* input, int length, char* output, int& size);
 // Decodes `length` characters of Base64 text into `output`, followed by a
 // zero byte. `size` brings the capacity and takes back the number of bytes.
-// Returns -1 only when the capacity is below `length`. Nothing is validated;
-// in a group that ends in "=" or is short, a zero byte and what follows it
-// are dropped. Never writes past the capacity.
+// Returns -1 only when the capacity is below `length`. Nothing is validated
+// or skipped: a character outside the alphabet (a blank, a line break) reads
+// as "A", value 0, and a zero byte as 65. In a group that ends in "=" or is
+// short, a zero byte and what follows it are dropped. Never writes past the
+// capacity.
 XMLUTIL_API int Base64Decode(char* input, int length, char* output, int& size);
-// Replaces `text` by the Base64 text of `length` bytes at `data`.
+// Replaces `text` by the Base64 text of `length` bytes at `data`; false, with
+// `text` unchanged, only for a negative `length`.
 XMLUTIL_API bool ConvertBinaryToBase64(char* data, int length, std::string& text);
-// Replaces `text` by the Base64 text of all its bytes.
+// Replaces `text` by the Base64 text of all its bytes, zero bytes included.
 XMLUTIL_API bool ConvertStringToBase64(std::string& text);
 // Zero-fills `size` bytes of `buffer`, then decodes `text` into it; `size`
 // takes back the number of bytes. False when `size` is below the text length.
 XMLUTIL_API bool ConvertBase64ToBinary(std::string text, char* buffer, int& size);
-// Replaces `text` by its decoded bytes, up to the first zero byte.
+// Replaces `text` by its decoded bytes, up to the first zero byte. Malformed
+// text decodes as Base64Decode does it; false only for a text of 2 GiB or more.
 XMLUTIL_API bool ConvertBase64ToString(std::string& text);
 
 #endif // XMLUTIL_H

@@ -4,6 +4,9 @@
 set -euo pipefail
 
 packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales "$@")
+if [ "${XMLUTIL_WITH_BENCH:-0}" = 1 ]; then
+    packages+=(libbenchmark-dev libssl-dev)
+fi
 missing=()
 for p in "${packages[@]}"; do
     if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then

@@ -3,9 +3,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <streambuf>
+
 
 using namespace xmlutil_detail;
 
@@ -551,4 +556,313 @@ cXML_UtilityData* cXMLiterator::MakeXML_UtilityData()
         return nullptr;
     return new cXML_UtilityData(0, 1, pData->ChildList.item(pData->uiPosition), pData->Document,
                                 std::deque<DOM_Node>());
+}
+
+// ---- Base64 codec -------------------------------------------------------------------
+
+namespace {
+
+// The 64 digits in value order, then the pad character, which thus has the
+// value 64.
+constexpr char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=";
+static_assert(sizeof kBase64Alphabet == 66, "64 digits, the pad and the terminator");
+
+} // namespace
+
+// The alphabet as legacy code reaches it: a writable pointer, which the
+// encoder reads afresh on every call and indexes through. The library never
+// re-points it. The attribute keeps it hidden whichever source it ends up in;
+// the version script keeps it local too.
+__attribute__((visibility("hidden"))) char* cpBase64Encoding = const_cast<char*>(kBase64Alphabet);
+
+namespace {
+
+constexpr int kPad = 64;
+// The position of the alphabet's terminator: what a search finds for a zero byte.
+constexpr int kZeroByte = 65;
+// What a character outside the alphabet reads as: the digit "A". A search of
+// the alphabet finds nothing for it, so some fixed value has to be chosen;
+// zero keeps such a character from shortening a group, and a trailing line
+// break (a group of its own) still decodes to nothing.
+constexpr int kOutsideAlphabet = 0;
+
+// A character's value as a search of the alphabet would give it, for all 256
+// bytes at once, in place of a search per character. Built from the constant
+// alphabet that cpBase64Encoding points to, so it answers as a search through
+// the pointer does.
+struct ValueTable {
+    std::uint8_t value[256];
+};
+
+constexpr ValueTable make_value_table()
+{
+    ValueTable table{};
+    for (int byte = 0; byte < 256; ++byte)
+        table.value[byte] = kOutsideAlphabet;
+    for (int position = 0; position <= kPad; ++position)
+        table.value[static_cast<unsigned char>(kBase64Alphabet[position])] = static_cast<std::uint8_t>(position);
+    table.value[0] = kZeroByte;
+    return table;
+}
+
+constexpr ValueTable kValues = make_value_table();
+
+constexpr int value_of(char ch)
+{
+    return kValues.value[static_cast<unsigned char>(ch)];
+}
+
+static_assert(value_of('A') == 0 && value_of('/') == 63 && value_of('=') == kPad);
+static_assert(value_of('\0') == kZeroByte);
+static_assert(value_of(' ') == kOutsideAlphabet && value_of('\xFF') == kOutsideAlphabet);
+
+// The three bytes a group decodes to, in the low 24 bits of a word whose
+// storage order is the output order (little-endian), one table per position
+// of the group. OR-ing the four entries gives each byte's low 8 bits exactly
+// as the group formulas do, for every value up to 65. An entry for "=" in the
+// second to fourth position also sets the top bit, which sends the group to
+// the general formulas, the only ones that treat the value 64 specially.
+struct GroupTables {
+    std::uint32_t position[4][256];
+};
+
+constexpr std::uint32_t kPadInGroup = 0x80000000u;
+
+constexpr GroupTables make_group_tables()
+{
+    GroupTables tables{};
+    for (int byte = 0; byte < 256; ++byte) {
+        const std::uint32_t c = kValues.value[byte];
+        tables.position[0][byte] = (c * 4) & 0xFF;
+        tables.position[1][byte] = ((c >> 4) & 0xFF) | (((c * 16) & 0xFF) << 8);
+        tables.position[2][byte] = (((c >> 2) & 0xFF) << 8) | (((c * 64) & 0xFF) << 16);
+        tables.position[3][byte] = (c & 0xFF) << 16;
+        if (c == kPad) {
+            tables.position[1][byte] |= kPadInGroup;
+            tables.position[2][byte] |= kPadInGroup;
+            tables.position[3][byte] |= kPadInGroup;
+        }
+    }
+    return tables;
+}
+
+constexpr GroupTables kGroups = make_group_tables();
+
+constexpr bool kLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+
+struct DecodedGroup {
+    unsigned char bytes[3];
+    int count;
+};
+
+// The general group formulas, with 64 meaning "no bits" from the second
+// position on; the first position uses 64 as the number it is.
+DecodedGroup decode_group(int c1, int c2, int c3, int c4)
+{
+    DecodedGroup group;
+    group.bytes[0] = static_cast<unsigned char>(c1 * 4 | (c2 != kPad ? c2 >> 4 : 0));
+    group.bytes[1] = static_cast<unsigned char>((c2 != kPad ? c2 * 16 : 0) | (c3 != kPad ? c3 >> 2 : 0));
+    group.bytes[2] = static_cast<unsigned char>((c4 != kPad ? c4 : 0) | (c3 != kPad ? c3 * 64 : 0));
+    // Deliberate: a group that ends in a pad, or is short, keeps only its
+    // leading non-zero bytes, whatever the number of pads.
+    if (c4 != kPad)
+        group.count = 3;
+    else if (group.bytes[0] == 0)
+        group.count = 0;
+    else if (group.bytes[1] == 0)
+        group.count = 1;
+    else
+        group.count = group.bytes[2] == 0 ? 2 : 3;
+    return group;
+}
+
+inline void store_group(unsigned char* output, std::uint32_t word)
+{
+    if constexpr (kLittleEndian) {
+        std::memcpy(output, &word, 4);
+    } else {
+        output[0] = static_cast<unsigned char>(word);
+        output[1] = static_cast<unsigned char>(word >> 8);
+        output[2] = static_cast<unsigned char>(word >> 16);
+    }
+}
+
+// The four characters of one group of 1 to 3 bytes; a missing byte adds zero
+// bits and a missing sextet is the pad character.
+inline void encode_group(const unsigned char* input, int count, const char* alphabet, char* text)
+{
+    const unsigned int bits = static_cast<unsigned int>(input[0]) << 16
+        | (count > 1 ? static_cast<unsigned int>(input[1]) << 8 : 0) | (count > 2 ? input[2] : 0);
+    text[0] = alphabet[bits >> 18];
+    text[1] = alphabet[(bits >> 12) & 63];
+    text[2] = count > 1 ? alphabet[(bits >> 6) & 63] : alphabet[kPad];
+    text[3] = count > 2 ? alphabet[bits & 63] : alphabet[kPad];
+}
+
+} // namespace
+
+int Base64Encode(char* input, int length, char* output, int& size)
+{
+    const int capacity = size;
+    if (capacity < length)
+        return -1;
+    // A negative length is not guarded; it encodes like an empty input.
+    if (length <= 0) {
+        if (capacity > 0)
+            output[0] = '\0';
+        size = 0;
+        return 0;
+    }
+
+    const char* const alphabet = cpBase64Encoding;
+    const auto* in = reinterpret_cast<const unsigned char*>(input);
+    const std::int64_t groups = (static_cast<std::int64_t>(length) + 2) / 3;
+    // The margin is the codec's own: after each group at least 5 bytes must
+    // remain, so success needs the text, its zero byte and four bytes more.
+    const bool fits = capacity >= 4 * groups + 5;
+    if (capacity < 5) {
+        // The first group is written before any margin test; keep the part
+        // of it that fits. Its zero byte would be the fifth byte.
+        char text[4];
+        encode_group(in, std::min(length, 3), alphabet, text);
+        std::memcpy(output, text, static_cast<std::size_t>(capacity));
+        return -1;
+    }
+    // On failure, the groups up to the first whose test fails are kept.
+    const std::int64_t written = fits ? groups : (capacity - 5) / 4 + 1;
+    const std::int64_t triples = std::min<std::int64_t>(written, length / 3);
+
+    char* out = output;
+    for (std::int64_t i = 0; i < triples; ++i) {
+        const unsigned int bits = static_cast<unsigned int>(in[0]) << 16 | static_cast<unsigned int>(in[1]) << 8
+            | in[2];
+        out[0] = alphabet[bits >> 18];
+        out[1] = alphabet[(bits >> 12) & 63];
+        out[2] = alphabet[(bits >> 6) & 63];
+        out[3] = alphabet[bits & 63];
+        in += 3;
+        out += 4;
+    }
+    if (written > triples) {
+        encode_group(in, length % 3, alphabet, out);
+        out += 4;
+    }
+    *out = '\0';
+    if (!fits)
+        return -1;
+    size = static_cast<int>(out - output);
+    return 0;
+}
+
+int Base64Decode(char* input, int length, char* output, int& size)
+{
+    const int capacity = size;
+    if (capacity < length)
+        return -1;
+    if (length <= 0) {
+        if (capacity > 0)
+            output[0] = '\0';
+        size = 0;
+        return 0;
+    }
+
+    const auto* in = reinterpret_cast<const unsigned char*>(input);
+    auto* out = reinterpret_cast<unsigned char*>(output);
+    const int groups = (length - 1) / 4 + 1;
+    std::size_t position = 0;
+    // Every group but the last has four characters, and its writes, a fourth
+    // byte of the store included, end before the text length and so inside
+    // the capacity. The fourth byte is overwritten by the next group.
+    for (int i = 0; i < groups - 1; ++i, in += 4) {
+        const std::uint32_t word = kGroups.position[0][in[0]] | kGroups.position[1][in[1]]
+            | kGroups.position[2][in[2]] | kGroups.position[3][in[3]];
+        if ((word & kPadInGroup) == 0) {
+            store_group(out + position, word);
+            position += 3;
+            continue;
+        }
+        const DecodedGroup group
+            = decode_group(kValues.value[in[0]], kValues.value[in[1]], kValues.value[in[2]], kValues.value[in[3]]);
+        std::memcpy(out + position, group.bytes, 3);
+        position += static_cast<std::size_t>(group.count);
+    }
+
+    // Positions past the end of the text read as pads. Only this group and
+    // the zero byte can reach past the capacity; those writes are dropped.
+    const int rest = length - 4 * (groups - 1);
+    const DecodedGroup group = decode_group(kValues.value[in[0]], rest > 1 ? kValues.value[in[1]] : kPad,
+        rest > 2 ? kValues.value[in[2]] : kPad, rest > 3 ? kValues.value[in[3]] : kPad);
+    const auto room = static_cast<std::size_t>(capacity);
+    std::memcpy(out + position, group.bytes, std::min<std::size_t>(3, room - position));
+    position += static_cast<std::size_t>(group.count);
+    if (position < room)
+        out[position] = '\0';
+    size = static_cast<int>(position);
+    return 0;
+}
+
+namespace {
+
+// Sizes beyond int are not representable in the codec's arguments.
+int clamp_to_int(std::int64_t value)
+{
+    return static_cast<int>(std::clamp<std::int64_t>(value, INT_MIN, INT_MAX));
+}
+
+} // namespace
+
+bool ConvertBinaryToBase64(char* data, int length, std::string& text)
+{
+    // Ten bytes per input byte and no extra byte for the terminator, unlike
+    // ConvertStringToBase64; both are ample. At least one byte is allocated
+    // for the zero byte of an empty text.
+    int capacity = clamp_to_int(static_cast<std::int64_t>(length) * 10);
+    std::unique_ptr<char[]> scratch(new char[static_cast<std::size_t>(std::max(capacity, 1))]());
+    if (Base64Encode(data, length, scratch.get(), capacity) != 0)
+        return false;
+    text.assign(scratch.get(), static_cast<std::size_t>(capacity));
+    return true;
+}
+
+bool ConvertStringToBase64(std::string& text)
+{
+    if (text.size() > static_cast<std::size_t>(INT_MAX))
+        return false;
+    const int length = static_cast<int>(text.size());
+    int capacity = clamp_to_int(static_cast<std::int64_t>(length) * 10 + 1);
+    std::unique_ptr<char[]> scratch(new char[static_cast<std::size_t>(capacity)]());
+    // Zero bytes inside the string are encoded like any other byte.
+    if (Base64Encode(text.data(), length, scratch.get(), capacity) != 0)
+        return false;
+    text.assign(scratch.get(), static_cast<std::size_t>(capacity));
+    return true;
+}
+
+bool ConvertBase64ToBinary(std::string text, char* buffer, int& size)
+{
+    if (size > 0)
+        std::memset(buffer, 0, static_cast<std::size_t>(size));
+    // A text longer than any int capacity fails like any text longer than
+    // the capacity.
+    if (text.size() > static_cast<std::size_t>(INT_MAX))
+        return false;
+    return Base64Decode(text.data(), static_cast<int>(text.size()), buffer, size) == 0;
+}
+
+bool ConvertBase64ToString(std::string& text)
+{
+    if (text.size() > static_cast<std::size_t>(INT_MAX))
+        return false;
+    const int length = static_cast<int>(text.size());
+    // The text length suffices from 13 characters on; shorter texts can
+    // decode to 3 bytes per started group plus the zero byte.
+    const int groups = length == 0 ? 0 : (length - 1) / 4 + 1;
+    int capacity = std::max(length, 3 * groups + 1);
+    std::unique_ptr<char[]> scratch(new char[static_cast<std::size_t>(capacity)]());
+    if (Base64Decode(text.data(), length, scratch.get(), capacity) != 0)
+        return false;
+    // Meant for text: decoded data ends at its first zero byte.
+    const char* const decoded = scratch.get();
+    text.assign(decoded, std::find(decoded, decoded + capacity, '\0'));
+    return true;
 }
