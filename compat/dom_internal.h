@@ -7,7 +7,6 @@
 
 #include <xercesc/dom/DOM.hpp>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -15,30 +14,34 @@
 
 namespace xmlutil_detail {
 
-// One per document: the handles' shared ownership of it.
-struct DocumentShare {
+// One per document: what the handles share, behind their count.
+struct DocumentShare : DocumentCount {
     explicit DocumentShare(xercesc::DOMDocument* d) noexcept : doc(d) {}
-    std::atomic<std::size_t> refs{0};
     xercesc::DOMDocument* doc;
     // Bumped by every structural change made through a handle; node lists
     // compare it to know whether their cached position still holds.
     std::uint64_t changes = 0;
 };
 
-inline void retain(DocumentShare* share) noexcept
+inline DocumentShare* full_share(DocumentCount* count) noexcept
+{
+    return static_cast<DocumentShare*>(count);
+}
+
+inline void retain(DocumentCount* share) noexcept
 {
     if (share)
-        share->refs.fetch_add(1, std::memory_order_relaxed);
+        ++share->refs;
 }
 
 // Drops one reference; the last one releases the document.
-void release(DocumentShare* share) noexcept;
+void release(DocumentCount* share) noexcept;
 
 // State of a DOM_NodeList: either the children of `root` or the elements
 // named `name` below it. The position cache makes walking a list by index
 // linear instead of quadratic.
 struct NodeListImpl {
-    NodeListImpl(DocumentShare* s, xercesc::DOMNode* r) noexcept : share(s), root(r) { retain(share); }
+    NodeListImpl(DocumentCount* s, xercesc::DOMNode* r) noexcept : share(full_share(s)), root(r) { retain(share); }
     ~NodeListImpl() { release(share); }
     NodeListImpl(const NodeListImpl&) = delete;
     NodeListImpl& operator=(const NodeListImpl&) = delete;
@@ -46,7 +49,7 @@ struct NodeListImpl {
     xercesc::DOMNode* item(std::size_t index);
     std::size_t length();
 
-    std::atomic<std::size_t> refs{0};
+    std::size_t refs = 0;
     DocumentShare* share;
     xercesc::DOMNode* root;
     bool deep = false;
@@ -122,10 +125,11 @@ auto translate_dom_errors(F&& call) -> decltype(call())
 // Access to the inside of handles for the library's own code.
 struct HandleAccess {
     static xercesc::DOMNode* node(const DOM_Node& handle) noexcept { return handle.fImpl; }
-    static DocumentShare* share(const DOM_Node& handle) noexcept { return handle.fShare; }
+    static DocumentShare* share(const DOM_Node& handle) noexcept { return full_share(handle.fShare); }
+    static void destroy(DocumentCount* share) noexcept { DOM_Node::destroyShare(share); }
 
     template <class Handle>
-    static Handle make(xercesc::DOMNode* node, DocumentShare* share) noexcept
+    static Handle make(xercesc::DOMNode* node, DocumentCount* share) noexcept
     {
         return node ? Handle(node, share) : Handle();
     }
@@ -133,7 +137,7 @@ struct HandleAccess {
     static DOM_Document adopt(xercesc::DOMDocument* doc);
     static DOM_NodeList list(NodeListImpl* impl) noexcept { return DOM_NodeList(impl); }
     static NodeListImpl* list_impl(const DOM_NodeList& list) noexcept { return list.fImpl; }
-    static DOM_NamedNodeMap map(xercesc::DOMNamedNodeMap* map, DocumentShare* share) noexcept
+    static DOM_NamedNodeMap map(xercesc::DOMNamedNodeMap* map, DocumentCount* share) noexcept
     {
         return map ? DOM_NamedNodeMap(map, share) : DOM_NamedNodeMap();
     }

@@ -105,12 +105,12 @@ namespace {
 void retain_list(NodeListImpl* list) noexcept
 {
     if (list)
-        list->refs.fetch_add(1, std::memory_order_relaxed);
+        ++list->refs;
 }
 
 void release_list(NodeListImpl* list) noexcept
 {
-    if (list && list->refs.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (list && --list->refs == 0)
         delete list;
 }
 

@@ -52,50 +52,6 @@ T* require_as(DOMNode* node, short type)
 
 // ---- DOM_Node ---------------------------------------------------------------
 
-DOM_Node::DOM_Node(DOMNode* node, DocumentShare* share) noexcept : fImpl(node), fShare(node ? share : nullptr)
-{
-    retain(fShare);
-}
-
-DOM_Node::DOM_Node(const DOM_Node& other) noexcept : fImpl(other.fImpl), fShare(other.fShare)
-{
-    retain(fShare);
-}
-
-DOM_Node::~DOM_Node()
-{
-    release(fShare);
-}
-
-DOM_Node& DOM_Node::operator=(const DOM_Node& other) noexcept
-{
-    retain(other.fShare); // first, so self-assignment is safe
-    release(fShare);
-    fImpl = other.fImpl;
-    fShare = other.fShare;
-    return *this;
-}
-
-DOM_Node& DOM_Node::operator=(DOM_Node&& other) noexcept
-{
-    if (this != &other) {
-        release(fShare);
-        fImpl = other.fImpl;
-        fShare = other.fShare;
-        other.fImpl = nullptr;
-        other.fShare = nullptr;
-    }
-    return *this;
-}
-
-DOM_Node& DOM_Node::operator=(const DOM_NullPtr*) noexcept
-{
-    release(fShare);
-    fImpl = nullptr;
-    fShare = nullptr;
-    return *this;
-}
-
 DOMString DOM_Node::getNodeName() const
 {
     return fImpl ? DOMString(fImpl->getNodeName()) : DOMString();
@@ -110,11 +66,6 @@ void DOM_Node::setNodeValue(const DOMString& value)
 {
     DOMNode* node = require(fImpl);
     translate_dom_errors([&] { node->setNodeValue(arg(value)); });
-}
-
-short DOM_Node::getNodeType() const
-{
-    return fImpl ? fImpl->getNodeType() : 0;
 }
 
 DOMString DOM_Node::getNamespaceURI() const
@@ -132,36 +83,11 @@ DOMString DOM_Node::getLocalName() const
     return fImpl ? DOMString(fImpl->getLocalName()) : DOMString();
 }
 
-DOM_Node DOM_Node::getParentNode() const
-{
-    return fImpl ? DOM_Node(fImpl->getParentNode(), fShare) : DOM_Node();
-}
-
 DOM_NodeList DOM_Node::getChildNodes() const
 {
     if (!fImpl)
         return DOM_NodeList();
     return HandleAccess::list(new NodeListImpl(fShare, fImpl));
-}
-
-DOM_Node DOM_Node::getFirstChild() const
-{
-    return fImpl ? DOM_Node(fImpl->getFirstChild(), fShare) : DOM_Node();
-}
-
-DOM_Node DOM_Node::getLastChild() const
-{
-    return fImpl ? DOM_Node(fImpl->getLastChild(), fShare) : DOM_Node();
-}
-
-DOM_Node DOM_Node::getPreviousSibling() const
-{
-    return fImpl ? DOM_Node(fImpl->getPreviousSibling(), fShare) : DOM_Node();
-}
-
-DOM_Node DOM_Node::getNextSibling() const
-{
-    return fImpl ? DOM_Node(fImpl->getNextSibling(), fShare) : DOM_Node();
 }
 
 DOM_NamedNodeMap DOM_Node::getAttributes() const
@@ -179,7 +105,7 @@ DOM_Node DOM_Node::insertBefore(const DOM_Node& newChild, const DOM_Node& refChi
     DOMNode* node = require(fImpl);
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
-    ++fShare->changes;
+    ++full_share(fShare)->changes;
     return DOM_Node(translate_dom_errors([&] { return node->insertBefore(newChild.fImpl, refChild.fImpl); }),
                     fShare);
 }
@@ -191,7 +117,7 @@ DOM_Node DOM_Node::replaceChild(const DOM_Node& newChild, const DOM_Node& oldChi
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
     if (!oldChild.fImpl)
         throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
-    ++fShare->changes;
+    ++full_share(fShare)->changes;
     return DOM_Node(translate_dom_errors([&] { return node->replaceChild(newChild.fImpl, oldChild.fImpl); }),
                     fShare);
 }
@@ -201,7 +127,7 @@ DOM_Node DOM_Node::removeChild(const DOM_Node& oldChild)
     DOMNode* node = require(fImpl);
     if (!oldChild.fImpl)
         throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
-    ++fShare->changes;
+    ++full_share(fShare)->changes;
     return DOM_Node(translate_dom_errors([&] { return node->removeChild(oldChild.fImpl); }), fShare);
 }
 
@@ -210,13 +136,8 @@ DOM_Node DOM_Node::appendChild(const DOM_Node& newChild)
     DOMNode* node = require(fImpl);
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
-    ++fShare->changes;
+    ++full_share(fShare)->changes;
     return DOM_Node(translate_dom_errors([&] { return node->appendChild(newChild.fImpl); }), fShare);
-}
-
-bool DOM_Node::hasChildNodes() const
-{
-    return fImpl && fImpl->hasChildNodes();
 }
 
 DOM_Node DOM_Node::cloneNode(bool deep) const
@@ -328,7 +249,7 @@ DOM_Attr DOM_Element::getAttributeNode(const DOMString& name) const
 
 namespace {
 
-DOM_NodeList elements_by_tag_name(DOMNode* root, DocumentShare* share, const DOMString& name)
+DOM_NodeList elements_by_tag_name(DOMNode* root, DocumentCount* share, const DOMString& name)
 {
     if (!root)
         return DOM_NodeList();
@@ -411,7 +332,7 @@ DOM_NodeList DOM_Document::getElementsByTagName(const DOMString& name) const
 
 // ---- DOM_NamedNodeMap -----------------------------------------------------------
 
-DOM_NamedNodeMap::DOM_NamedNodeMap(xercesc::DOMNamedNodeMap* map, DocumentShare* share) noexcept
+DOM_NamedNodeMap::DOM_NamedNodeMap(xercesc::DOMNamedNodeMap* map, DocumentCount* share) noexcept
     : fImpl(map), fShare(share)
 {
     retain(fShare);

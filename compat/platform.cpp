@@ -2,6 +2,7 @@
 
 #include <xercesc/util/PlatformUtils.hpp>
 
+#include <atomic>
 #include <mutex>
 
 namespace xmlutil_detail {
@@ -58,12 +59,10 @@ void rethrow_dom_exception(const xercesc::DOMException& e)
     throw DOM_DOMException(e.code, DOMString(e.getMessage()));
 }
 
-void release(DocumentShare* share) noexcept
+void release(DocumentCount* share) noexcept
 {
-    if (share && share->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        share->doc->release();
-        delete share;
-    }
+    if (share && --share->refs == 0)
+        HandleAccess::destroy(share);
 }
 
 DOM_Document HandleAccess::adopt(xercesc::DOMDocument* doc)
@@ -81,6 +80,13 @@ DOM_Document HandleAccess::adopt(xercesc::DOMDocument* doc)
 }
 
 } // namespace xmlutil_detail
+
+void DOM_Node::destroyShare(xmlutil_detail::DocumentCount* count) noexcept
+{
+    xmlutil_detail::DocumentShare* share = xmlutil_detail::full_share(count);
+    share->doc->release();
+    delete share;
+}
 
 DOM_DOMException::DOM_DOMException() : code(static_cast<ExceptionCode>(0)) {}
 

@@ -11,8 +11,10 @@
 #ifndef XMLUTIL_DOM_H
 #define XMLUTIL_DOM_H
 
+#include <xercesc/dom/DOMNode.hpp>
 #include <xercesc/util/XercesDefs.hpp>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -35,7 +37,13 @@ class XercesDOMParser;
 XERCES_CPP_NAMESPACE_END
 
 namespace xmlutil_detail {
-struct DocumentShare;
+// How many handles share a document. The library keeps the rest of its
+// record of the document behind it; none of this is interface. The count is
+// a plain integer, like the rest of a document's state: a document and its
+// handles belong to one thread at a time.
+struct DocumentCount {
+    std::size_t refs = 0;
+};
 struct NodeListImpl;
 struct HandleAccess;
 } // namespace xmlutil_detail
@@ -161,17 +169,40 @@ public:
 
     DOM_Node() noexcept : fImpl(nullptr), fShare(nullptr) {}
     DOM_Node(const DOM_NullPtr*) noexcept : fImpl(nullptr), fShare(nullptr) {}
-    DOM_Node(const DOM_Node& other) noexcept;
+    DOM_Node(const DOM_Node& other) noexcept : fImpl(other.fImpl), fShare(other.fShare) { retainShare(fShare); }
     DOM_Node(DOM_Node&& other) noexcept : fImpl(other.fImpl), fShare(other.fShare)
     {
         other.fImpl = nullptr;
         other.fShare = nullptr;
     }
-    ~DOM_Node();
+    ~DOM_Node() { releaseShare(fShare); }
 
-    DOM_Node& operator=(const DOM_Node& other) noexcept;
-    DOM_Node& operator=(DOM_Node&& other) noexcept;
-    DOM_Node& operator=(const DOM_NullPtr*) noexcept;
+    DOM_Node& operator=(const DOM_Node& other) noexcept
+    {
+        retainShare(other.fShare); // first, so that self-assignment is safe
+        releaseShare(fShare);
+        fImpl = other.fImpl;
+        fShare = other.fShare;
+        return *this;
+    }
+    DOM_Node& operator=(DOM_Node&& other) noexcept
+    {
+        if (this != &other) {
+            releaseShare(fShare);
+            fImpl = other.fImpl;
+            fShare = other.fShare;
+            other.fImpl = nullptr;
+            other.fShare = nullptr;
+        }
+        return *this;
+    }
+    DOM_Node& operator=(const DOM_NullPtr*) noexcept
+    {
+        releaseShare(fShare);
+        fImpl = nullptr;
+        fShare = nullptr;
+        return *this;
+    }
 
     bool operator==(const DOM_Node& other) const noexcept { return fImpl == other.fImpl; }
     bool operator!=(const DOM_Node& other) const noexcept { return fImpl != other.fImpl; }
@@ -184,18 +215,18 @@ public:
     DOMString getNodeValue() const;
     void setNodeValue(const DOMString& value);
     // One of NodeType, or 0 for the null node.
-    short getNodeType() const;
+    short getNodeType() const { return fImpl ? static_cast<short>(fImpl->getNodeType()) : 0; }
     DOMString getNamespaceURI() const;
     DOMString getPrefix() const;
     DOMString getLocalName() const;
 
-    DOM_Node getParentNode() const;
+    DOM_Node getParentNode() const { return related(fImpl ? fImpl->getParentNode() : nullptr); }
     // Live list of the children: it follows later changes.
     DOM_NodeList getChildNodes() const;
-    DOM_Node getFirstChild() const;
-    DOM_Node getLastChild() const;
-    DOM_Node getPreviousSibling() const;
-    DOM_Node getNextSibling() const;
+    DOM_Node getFirstChild() const { return related(fImpl ? fImpl->getFirstChild() : nullptr); }
+    DOM_Node getLastChild() const { return related(fImpl ? fImpl->getLastChild() : nullptr); }
+    DOM_Node getPreviousSibling() const { return related(fImpl ? fImpl->getPreviousSibling() : nullptr); }
+    DOM_Node getNextSibling() const { return related(fImpl ? fImpl->getNextSibling() : nullptr); }
     // Live attribute map of an element; a null map for any other node.
     DOM_NamedNodeMap getAttributes() const;
     // Null for a document node and for the null node.
@@ -205,16 +236,38 @@ public:
     DOM_Node replaceChild(const DOM_Node& newChild, const DOM_Node& oldChild);
     DOM_Node removeChild(const DOM_Node& oldChild);
     DOM_Node appendChild(const DOM_Node& newChild);
-    bool hasChildNodes() const;
+    bool hasChildNodes() const { return fImpl && fImpl->hasChildNodes(); }
     // A copy in the same document (a document copies into a new document).
     DOM_Node cloneNode(bool deep) const;
 
 protected:
-    DOM_Node(XERCES_CPP_NAMESPACE::DOMNode* node, xmlutil_detail::DocumentShare* share) noexcept;
+    DOM_Node(XERCES_CPP_NAMESPACE::DOMNode* node, xmlutil_detail::DocumentCount* share) noexcept
+        : fImpl(node), fShare(node ? share : nullptr)
+    {
+        retainShare(fShare);
+    }
+
+    // Handles are copied on every step through a tree, so counting stays
+    // inline; only the release of a document leaves it.
+    static void retainShare(xmlutil_detail::DocumentCount* share) noexcept
+    {
+        if (share)
+            ++share->refs;
+    }
+    static void releaseShare(xmlutil_detail::DocumentCount* share) noexcept
+    {
+        if (share && --share->refs == 0)
+            destroyShare(share);
+    }
+    static void destroyShare(xmlutil_detail::DocumentCount* share) noexcept;
+
+    // A node of the same document as this one.
+    DOM_Node related(XERCES_CPP_NAMESPACE::DOMNode* node) const noexcept { return DOM_Node(node, fShare); }
 
     XERCES_CPP_NAMESPACE::DOMNode* fImpl;
-    xmlutil_detail::DocumentShare* fShare; // null exactly when fImpl is null
+    xmlutil_detail::DocumentCount* fShare; // null exactly when fImpl is null
 
+    friend class DOM_NamedNodeMap;
     friend struct xmlutil_detail::HandleAccess;
 };
 
@@ -231,7 +284,7 @@ public:                                                                         
     }                                                                                  \
                                                                                        \
 protected:                                                                             \
-    Class(XERCES_CPP_NAMESPACE::DOMNode* node, xmlutil_detail::DocumentShare* share) noexcept \
+    Class(XERCES_CPP_NAMESPACE::DOMNode* node, xmlutil_detail::DocumentCount* share) noexcept \
         : Base(node, share)                                                            \
     {                                                                                  \
     }                                                                                  \
@@ -361,9 +414,9 @@ public:
     DOM_Node getNamedItem(const DOMString& name) const;
 
 private:
-    DOM_NamedNodeMap(XERCES_CPP_NAMESPACE::DOMNamedNodeMap* map, xmlutil_detail::DocumentShare* share) noexcept;
+    DOM_NamedNodeMap(XERCES_CPP_NAMESPACE::DOMNamedNodeMap* map, xmlutil_detail::DocumentCount* share) noexcept;
     XERCES_CPP_NAMESPACE::DOMNamedNodeMap* fImpl;
-    xmlutil_detail::DocumentShare* fShare;
+    xmlutil_detail::DocumentCount* fShare;
     friend struct xmlutil_detail::HandleAccess;
 };
 
