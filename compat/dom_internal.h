@@ -11,16 +11,47 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace xmlutil_detail {
+
+// Answers of child lookups by name (GetNodeByName) in one document, valid
+// while the document keeps its structure. A lookup must scan everything
+// before the first match in document order, and configuration code asks the
+// same few questions again and again. Open addressing, so that a probe with
+// a name allocates nothing; it grows with use and starts afresh when full.
+class LookupCache {
+public:
+    // The slot for (parent, name): `filled` tells whether it holds the answer.
+    struct Slot {
+        const xercesc::DOMNode* parent = nullptr;
+        std::size_t hash = 0;
+        std::u16string name;
+        xercesc::DOMNode* found = nullptr;
+        bool filled = false;
+    };
+
+    Slot& find(std::uint64_t stamp, const xercesc::DOMNode* parent, std::u16string_view name);
+
+private:
+    void reset(std::size_t capacity);
+
+    static constexpr std::size_t kFirstCapacity = 64;
+    static constexpr std::size_t kMaxCapacity = 4096;
+    std::uint64_t fStamp = 0;
+    std::size_t fUsed = 0;
+    std::vector<Slot> fSlots;
+};
 
 // One per document: what the handles share, behind their count.
 struct DocumentShare : DocumentCount {
     explicit DocumentShare(xercesc::DOMDocument* d) noexcept : doc(d) {}
     xercesc::DOMDocument* doc;
     // Bumped by every structural change made through a handle; node lists
-    // compare it to know whether their cached position still holds.
-    std::uint64_t changes = 0;
+    // and the lookup cache compare it to know whether what they hold is true.
+    std::uint64_t changes = 1;
+    std::unique_ptr<LookupCache> lookups; // made on the first lookup
 };
 
 inline DocumentShare* full_share(DocumentCount* count) noexcept
@@ -100,6 +131,11 @@ xercesc::DOMNode* next_in_subtree(xercesc::DOMNode* node, const xercesc::DOMNode
 // `matchAll`), in document order; start with `node` = `root`.
 xercesc::DOMNode* next_element_named(xercesc::DOMNode* node, const xercesc::DOMNode* root, const XMLCh* name,
                                      bool matchAll) noexcept;
+// The first element below `root` named `name` (any name when `matchAll`), in
+// document order, or null; `direct` tells whether it is a child of `root`.
+// Keeps its own path instead of asking nodes for their parent, which costs a
+// dynamic_cast in Xerces-C 3.2.
+xercesc::DOMNode* first_element_named(xercesc::DOMNode* root, const XMLCh* name, bool matchAll, bool& direct);
 
 // Serialised XMLPlatformUtils::Initialize: two threads must never run it at
 // once. initialize_platform() asks Xerces-C every time; ensure_platform()

@@ -1,5 +1,9 @@
 #include "dom_internal.h"
 
+#include <cstdint>
+#include <functional>
+#include <vector>
+
 using namespace xmlutil_detail;
 using xercesc::DOMNode;
 
@@ -29,6 +33,105 @@ DOMNode* next_element_named(DOMNode* node, const DOMNode* root, const XMLCh* nam
             return node;
     }
     return nullptr;
+}
+
+DOMNode* first_element_named(DOMNode* root, const XMLCh* name, bool matchAll, bool& direct)
+{
+    // Ancestors of `node` below `root`; most documents fit in the inline part.
+    DOMNode* inlinePath[64];
+    std::vector<DOMNode*> deepPath;
+    std::size_t depth = 1;
+    auto push = [&](DOMNode* ancestor) {
+        if (depth <= 64)
+            inlinePath[depth - 1] = ancestor;
+        else
+            deepPath.push_back(ancestor);
+        ++depth;
+    };
+    auto pop = [&]() {
+        --depth;
+        if (depth <= 64)
+            return inlinePath[depth - 1];
+        DOMNode* ancestor = deepPath.back();
+        deepPath.pop_back();
+        return ancestor;
+    };
+
+    DOMNode* node = root->getFirstChild();
+    while (node) {
+        if (element_matches(node, name, matchAll)) {
+            direct = depth == 1;
+            return node;
+        }
+        if (DOMNode* child = node->getFirstChild()) {
+            push(node);
+            node = child;
+            continue;
+        }
+        for (;;) {
+            if (DOMNode* sibling = node->getNextSibling()) {
+                node = sibling;
+                break;
+            }
+            if (depth == 1)
+                return nullptr;
+            node = pop();
+        }
+    }
+    return nullptr;
+}
+
+void LookupCache::reset(std::size_t capacity)
+{
+    fSlots.clear();
+    fSlots.resize(capacity);
+    fUsed = 0;
+}
+
+LookupCache::Slot& LookupCache::find(std::uint64_t stamp, const DOMNode* parent, std::u16string_view name)
+{
+    if (stamp != fStamp || fSlots.empty()) {
+        fStamp = stamp;
+        reset(kFirstCapacity);
+    }
+    const std::size_t hash =
+        std::hash<std::u16string_view>()(name) ^ (reinterpret_cast<std::uintptr_t>(parent) * 0x9E3779B97F4A7C15u);
+    for (;;) {
+        const std::size_t mask = fSlots.size() - 1;
+        for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+            Slot& slot = fSlots[i];
+            if (!slot.filled) {
+                if (2 * (fUsed + 1) <= fSlots.size()) {
+                    ++fUsed;
+                    slot.parent = parent;
+                    slot.hash = hash;
+                    slot.name.assign(name.data(), name.size());
+                    return slot; // the caller fills in the answer
+                }
+                break;
+            }
+            if (slot.hash == hash && slot.parent == parent && slot.name == name)
+                return slot;
+        }
+        // Half full: grow, or start afresh at the largest size.
+        std::vector<Slot> old;
+        old.swap(fSlots);
+        if (old.size() >= kMaxCapacity) {
+            reset(kMaxCapacity);
+            continue;
+        }
+        reset(old.size() * 2);
+        for (Slot& moved : old) {
+            if (!moved.filled)
+                continue;
+            const std::size_t newMask = fSlots.size() - 1;
+            std::size_t i = moved.hash & newMask;
+            while (fSlots[i].filled)
+                i = (i + 1) & newMask;
+            fSlots[i] = std::move(moved);
+            ++fUsed;
+        }
+    }
 }
 
 // The next node of the list after `node`; `root` itself starts the list.

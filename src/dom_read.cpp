@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <initializer_list>
+#include <string_view>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -244,11 +245,19 @@ DOM_Node GetNodeByName(const DOM_Node& parent, const std::string& name)
     // direct child: a same-named element nested in an earlier sibling hides
     // a later direct child. Deliberate; callers rely on it.
     const WideText wanted(name.c_str());
-    const bool matchAll = wanted.size() == 1 && wanted.c_str()[0] == u'*';
-    DOMNode* first = next_element_named(root, root, wanted.c_str(), matchAll);
-    if (first && first->getParentNode() == root)
-        return HandleAccess::make<DOM_Node>(first, HandleAccess::share(parent));
-    return DOM_Node();
+    DocumentShare* share = HandleAccess::share(parent);
+    if (!share->lookups)
+        share->lookups.reset(new LookupCache);
+    LookupCache::Slot& entry =
+        share->lookups->find(share->changes, root, std::u16string_view(wanted.c_str(), wanted.size()));
+    if (!entry.filled) {
+        const bool matchAll = wanted.size() == 1 && wanted.c_str()[0] == u'*';
+        bool direct = false;
+        DOMNode* first = first_element_named(root, wanted.c_str(), matchAll, direct);
+        entry.found = direct ? first : nullptr;
+        entry.filled = true;
+    }
+    return HandleAccess::make<DOM_Node>(entry.found, share);
 }
 
 std::string DOM2STLstring(const DOMString& text)

@@ -515,3 +515,50 @@ TEST(node_read, streaming_node_value_from_parsed_document)
     os << root_of(doc).getFirstChild().getNodeValue();
     EXPECT_EQ("<b> & \xE4", os.str());
 }
+
+// Lookups are remembered per document; every change of structure must make
+// the next lookup look again.
+TEST(node_read, lookup_answers_follow_changes_to_the_tree)
+{
+    DOM_Document doc = parse_text("<a><b/></a>");
+    DOM_Node a = doc.getDocumentElement();
+    EXPECT_TRUE(GetNodeByName(a, "c").isNull());
+    DOM_Element c = doc.createElement("c");
+    a.appendChild(c);
+    EXPECT_TRUE(GetNodeByName(a, "c") == c);
+    // A same-named element that now comes first in document order hides it.
+    DOM_Node b = GetNodeByName(a, "b");
+    b.appendChild(doc.createElement("c"));
+    EXPECT_TRUE(GetNodeByName(a, "c").isNull());
+    b.removeChild(b.getFirstChild());
+    EXPECT_TRUE(GetNodeByName(a, "c") == c);
+    a.removeChild(c);
+    EXPECT_TRUE(GetNodeByName(a, "c").isNull());
+    a.insertBefore(c, b);
+    EXPECT_TRUE(GetNodeByName(a, "c") == c);
+    a.replaceChild(doc.createElement("d"), c);
+    EXPECT_TRUE(GetNodeByName(a, "c").isNull());
+    EXPECT_EQ("d", GetNodeName(GetNodeByName(a, "d")));
+}
+
+TEST(node_read, lookup_many_distinct_lookups_stay_right)
+{
+    // More distinct questions than are remembered at once.
+    std::string xml = "<r>";
+    for (int i = 0; i < 5000; ++i)
+        xml += "<e" + std::to_string(i) + ">" + std::to_string(i) + "</e" + std::to_string(i) + ">";
+    xml += "</r>";
+    DOM_Document doc = parse_text(xml);
+    DOM_Node root = doc.getDocumentElement();
+    for (int round = 0; round < 2; ++round) {
+        for (int i = 0; i < 5000; i += 7) {
+            std::string data;
+            ASSERT_TRUE(ReadNodeData(root, "e" + std::to_string(i), data, "")) << i;
+            EXPECT_EQ(std::to_string(i), data);
+            EXPECT_TRUE(GetNodeByName(root, "x" + std::to_string(i)).isNull());
+        }
+    }
+    // The same names asked of another parent have their own answers.
+    DOM_Node first = GetNodeByName(root, "e0");
+    EXPECT_TRUE(GetNodeByName(first, "e1").isNull());
+}
