@@ -100,6 +100,10 @@ struct NodeListImpl {
 // (a surrogate pair counts as one) to '?'. Stops at the first U+0000.
 void narrow_append(const XMLCh* text, std::size_t length, std::string& out);
 std::string narrow(const XMLCh* text);
+// narrow(text) into `out`, reusing its storage.
+void assign_narrow(const XMLCh* text, std::string& out);
+// The value of an attribute node, as getNodeValue() gives it.
+const XMLCh* attribute_value(const xercesc::DOMNode* attribute);
 // Whether narrow(text) equals the `length` bytes at `bytes`, without a copy.
 bool narrow_equals(const XMLCh* text, const char* bytes, std::size_t length) noexcept;
 // Bytes to 16-bit text, each byte its own character.

@@ -6,29 +6,52 @@ namespace xmlutil_detail {
 
 void narrow_append(const XMLCh* text, std::size_t length, std::string& out)
 {
-    if (!text)
+    if (!text || length == 0)
         return;
-    out.reserve(out.size() + length);
+    // Sized once and written in place: this runs for every text read.
+    const std::size_t start = out.size();
+    out.resize(start + length);
+    char* dest = &out[start];
+    std::size_t written = 0;
     for (std::size_t i = 0; i < length; ++i) {
         const XMLCh ch = text[i];
-        if (ch == 0)
-            break;
         if (ch <= 0xFF) {
-            out.push_back(static_cast<char>(ch));
+            if (ch == 0)
+                break;
+            dest[written++] = static_cast<char>(ch);
             continue;
         }
         // One character, one '?': the low half of a pair is consumed with it.
         if (ch >= 0xD800 && ch <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF)
             ++i;
-        out.push_back('?');
+        dest[written++] = '?';
     }
+    out.resize(start + written);
+}
+
+void assign_narrow(const XMLCh* text, std::string& out)
+{
+    out.clear();
+    if (text)
+        narrow_append(text, std::char_traits<char16_t>::length(text), out);
+}
+
+const XMLCh* attribute_value(const xercesc::DOMNode* attribute)
+{
+    // The usual attribute holds one text node. Reading it directly spares the
+    // dynamic_cast with which Xerces-C 3.2 starts its general answer.
+    const xercesc::DOMNode* first = attribute->getFirstChild();
+    if (!first)
+        return u"";
+    if (first->getNodeType() == xercesc::DOMNode::TEXT_NODE && !first->getNextSibling())
+        return first->getNodeValue();
+    return attribute->getNodeValue();
 }
 
 std::string narrow(const XMLCh* text)
 {
     std::string out;
-    if (text)
-        narrow_append(text, std::char_traits<char16_t>::length(text), out);
+    assign_narrow(text, out);
     return out;
 }
 

@@ -275,7 +275,7 @@ bool ReadNodeData(const DOM_Node& node, std::string& data, std::string defaultVa
         return false;
     for (DOMNode* child = element->getFirstChild(); child; child = child->getNextSibling()) {
         if (child->getNodeType() == DOMNode::TEXT_NODE) {
-            data = narrow(child->getNodeValue());
+            assign_narrow(child->getNodeValue(), data);
             return true;
         }
     }
@@ -310,7 +310,7 @@ bool GetNamedAttributeValue(const DOM_Node& node, const std::string& name, std::
     DOMNode* attribute = attributes->getNamedItem(wanted.c_str());
     if (!attribute)
         return false;
-    value = narrow(attribute->getNodeValue());
+    assign_narrow(attribute_value(attribute), value);
     return true;
 }
 

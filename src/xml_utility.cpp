@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <streambuf>
+#include <vector>
 
 
 using namespace xmlutil_detail;
@@ -85,6 +86,72 @@ private:
     std::unique_ptr<char[]> fBuffer;
 };
 
+// Records that this thread's facades have let go of, kept for reuse: a new
+// record costs three allocations (the record, and the map and first block of
+// its node stack), and every step of an iterator makes one. A record comes
+// back emptied, so it holds no document; plain new and delete still suit it.
+class RecordPool {
+public:
+    RecordPool() { fFree.reserve(kKept); }
+    RecordPool(const RecordPool&) = delete;
+    RecordPool& operator=(const RecordPool&) = delete;
+    ~RecordPool()
+    {
+        for (cXML_UtilityData* record : fFree)
+            delete record;
+    }
+
+    cXML_UtilityData* take(unsigned int mode, int fromIterator, const DOM_Node& activeNode,
+                           const DOM_Document& document)
+    {
+        if (fFree.empty())
+            return new cXML_UtilityData(mode, fromIterator, activeNode, document, std::deque<DOM_Node>());
+        cXML_UtilityData* record = fFree.back();
+        fFree.pop_back();
+        record->uiMode = mode;
+        record->bFromIterator = fromIterator;
+        record->ActiveNode = activeNode;
+        record->Document = document;
+        return record;
+    }
+
+    cXML_UtilityData* copy(const cXML_UtilityData& source)
+    {
+        cXML_UtilityData* record = take(source.uiMode, source.bFromIterator, source.ActiveNode, source.Document);
+        try {
+            record->NodeStack = source.NodeStack;
+        } catch (...) {
+            give(record);
+            throw;
+        }
+        return record;
+    }
+
+    void give(cXML_UtilityData* record) noexcept
+    {
+        if (!record)
+            return;
+        record->NodeStack.clear();
+        record->Document = DOM_Document();
+        record->ActiveNode = DOM_Node();
+        if (fFree.size() < kKept) {
+            fFree.push_back(record); // capacity reserved below: cannot throw
+            return;
+        }
+        delete record;
+    }
+
+private:
+    static constexpr std::size_t kKept = 16;
+    std::vector<cXML_UtilityData*> fFree;
+};
+
+RecordPool& records()
+{
+    static thread_local RecordPool pool;
+    return pool;
+}
+
 // Where the facade's data operations act: the active node, which must exist.
 DOM_Node& active_node(cXML_UtilityData& data, const char* missing)
 {
@@ -114,7 +181,7 @@ cXML_Utility::cXML_Utility(cXML_UtilityData* data) : pData(data) {}
 cXML_Utility::cXML_Utility(const cXML_Utility& other) : pData(nullptr)
 {
     if (other.pData)
-        pData = new cXML_UtilityData(*other.pData);
+        pData = records().copy(*other.pData);
 }
 
 cXML_Utility::~cXML_Utility()
@@ -129,20 +196,20 @@ cXML_Utility& cXML_Utility::operator=(const cXML_Utility& other)
     if (this == &other)
         return *this;
     // Copy first, so that a failure leaves this object as it was.
-    std::unique_ptr<cXML_UtilityData> copy(new cXML_UtilityData(*other.pData));
+    cXML_UtilityData* copy = records().copy(*other.pData);
     CleanUp();
-    pData = copy.release();
+    pData = copy;
     return *this;
 }
 
 void cXML_Utility::Init(unsigned int mode)
 {
-    pData = new cXML_UtilityData(mode, 0, DOM_Node(), DOM_Document(), std::deque<DOM_Node>());
+    pData = records().take(mode, 0, DOM_Node(), DOM_Document());
 }
 
 void cXML_Utility::CleanUp()
 {
-    delete pData;
+    records().give(pData);
     pData = nullptr;
 }
 
@@ -297,8 +364,7 @@ cXML_Utility cXML_Utility::CreateNewElement(const std::string& name)
         fail("cXML_Utility::CreateNewElement(): cannot create a new element in empty class!");
     DOM_Element element =
         new_child_element(*pData, name, "cXML_Utility::CreateNewElement(): failed to create new element! (%s)");
-    return cXML_Utility(new cXML_UtilityData(pData->uiMode, pData->bFromIterator, element, pData->Document,
-                                             std::deque<DOM_Node>()));
+    return cXML_Utility(records().take(pData->uiMode, pData->bFromIterator, element, pData->Document));
 }
 
 cXML_Utility cXML_Utility::GetNodeByName(const std::string& name) const
@@ -307,9 +373,10 @@ cXML_Utility cXML_Utility::GetNodeByName(const std::string& name) const
         fail("cXML_Utility::GetNodeByName(): cannot read a node from empty class!");
     // No test of the result: a miss gives an object with a null active node,
     // whose one stack entry leads back here.
-    return cXML_Utility(new cXML_UtilityData(pData->uiMode, pData->bFromIterator,
-                                             ::GetNodeByName(pData->ActiveNode, name), pData->Document,
-                                             std::deque<DOM_Node>(1, pData->ActiveNode)));
+    cXML_Utility result(records().take(pData->uiMode, pData->bFromIterator,
+                                       ::GetNodeByName(pData->ActiveNode, name), pData->Document));
+    result.pData->NodeStack.push_back(pData->ActiveNode);
+    return result;
 }
 
 // ---- cXML_Utility: data and attributes ----------------------------------------------
@@ -554,8 +621,7 @@ cXML_UtilityData* cXMLiterator::MakeXML_UtilityData()
 {
     if (!pData)
         return nullptr;
-    return new cXML_UtilityData(0, 1, pData->ChildList.item(pData->uiPosition), pData->Document,
-                                std::deque<DOM_Node>());
+    return records().take(0, 1, pData->ChildList.item(pData->uiPosition), pData->Document);
 }
 
 // ---- Base64 codec -------------------------------------------------------------------

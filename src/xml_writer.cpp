@@ -290,7 +290,7 @@ private:
                 fLine += "=\"";
                 // A white-space-only value becomes one end-of-line, inside
                 // the quotes too.
-                if (append_clean(attribute->getNodeValue(), fLine) == Content::blank)
+                if (append_clean(attribute_value(attribute), fLine) == Content::blank)
                     end_line();
                 fLine += '"';
             }
