@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales "$@")
 if [ "${XMLUTIL_WITH_BENCH:-0}" = 1 ]; then
-    packages+=(libbenchmark-dev libssl-dev)
+    packages+=(libbenchmark-dev libssl-dev libpugixml-dev)
 fi
 missing=()
 for p in "${packages[@]}"; do
