@@ -19,13 +19,16 @@ cTextException::cTextException(const char* format, ...) : iReserved(0)
 {
     // The limit is one less than the buffer: the formatter never writes the
     // last byte, so a message keeps at most 254 characters.
+    caMessage[0] = '\0';
+    caMessage[sizeof caMessage - 1] = '\0';
+    if (!format)
+        return;
     va_list args;
     va_start(args, format);
-    const int written = std::vsnprintf(caMessage, sizeof caMessage - 1, format ? format : "", args);
+    const int written = std::vsnprintf(caMessage, sizeof caMessage - 1, format, args);
     va_end(args);
     if (written < 0)
         caMessage[0] = '\0';
-    caMessage[sizeof caMessage - 1] = '\0';
 }
 
 cTextException::~cTextException() noexcept = default;

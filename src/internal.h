@@ -14,6 +14,10 @@ struct NotSpace {
     bool operator()(char c) const noexcept;
 };
 
+// Writes `node` as operator<< does. Without `eachLine` the end-of-lines are
+// not flushed one by one: for streams of the library's own.
+void write_tree(std::ostream& out, DOM_Node& node, bool eachLine);
+
 } // namespace xmlutil_detail
 
 #endif // XMLUTIL_INTERNAL_H

@@ -77,9 +77,10 @@ void cNodeIterator::FindNextNode()
     NodeListImpl* children = HandleAccess::list_impl(Children);
     if (!children)
         return;
-    while (uiPosition < children->length()) {
-        xercesc::DOMNode* child = children->item(uiPosition);
-        if (!child || narrow_equals(child->getNodeName(), Name.data(), Name.size()))
+    // item() answers null exactly at and past the end of the list, so the
+    // list is never counted as a whole.
+    while (xercesc::DOMNode* child = children->item(uiPosition)) {
+        if (narrow_equals(child->getNodeName(), Name.data(), Name.size()))
             return;
         ++uiPosition;
     }

@@ -267,7 +267,7 @@ void cXML_Utility::SaveToFile(const std::string& fileName, unsigned int)
         fail("cXML_Utility::SaveToFile(): cannot save a class without document!");
     BlockFileBuffer file(fileName);
     std::ostream out(&file);
-    out << static_cast<DOM_Node&>(pData->Document);
+    write_tree(out, pData->Document, false);
     file.close();
 }
 
@@ -561,7 +561,9 @@ cXML_Utility* cXMLiterator::operator->()
 
 bool cXMLiterator::end() const
 {
-    return !pData || pData->uiPosition >= pData->ChildList.getLength();
+    // Past the end exactly when there is no child at the position; asking
+    // that way does not count the whole list.
+    return !pData || pData->ChildList.item(pData->uiPosition).isNull();
 }
 
 // Equality tells whether both iterations are over, not where they stand:
@@ -599,8 +601,9 @@ void cXMLiterator::FindNextNode()
     if (!children)
         return;
     const std::string& name = pData->Name;
-    while (pData->uiPosition < children->length()) {
-        const XMLCh* nodeName = children->item(pData->uiPosition)->getNodeName();
+    // item() answers null exactly at and past the end of the list.
+    while (xercesc::DOMNode* child = children->item(pData->uiPosition)) {
+        const XMLCh* nodeName = child->getNodeName();
         // The "#" test comes after the name test, so a name that itself
         // starts with "#" never yields anything.
         const bool candidate = name.empty() || narrow_equals(nodeName, name.data(), name.size());

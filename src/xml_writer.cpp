@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -74,38 +77,94 @@ using namespace xmlutil_detail;
 
 namespace {
 
-// What the escaping pass replaces, by byte; null for bytes written as they
-// are. One table lookup per byte gives exactly what the eleven replacement
-// passes (ampersand first) would give, since no reference contains a byte
-// that a later pass replaces.
+// What the escaping pass writes for each byte: the byte itself (length 0
+// here) or its reference. One table lookup per byte gives exactly what the
+// eleven replacement passes (ampersand first) would give, since no reference
+// contains a byte that a later pass replaces. References sit in eight-byte
+// slots so that one fixed-size copy writes any of them.
 struct EscapeTable {
-    const char* replacement[256] = {};
+    char replacement[256][8] = {};
+    unsigned char length[256] = {};
+    constexpr void set(unsigned char byte, const char* text)
+    {
+        unsigned char size = 0;
+        while (text[size]) {
+            replacement[byte][size] = text[size];
+            ++size;
+        }
+        length[byte] = size;
+    }
     constexpr EscapeTable()
     {
-        replacement[0x26] = "&amp;";
-        replacement[0x3C] = "&lt;";
-        replacement[0x3E] = "&gt;";
-        replacement[0x22] = "&quot;";
-        replacement[0xE4] = "&#228;";
-        replacement[0xF6] = "&#246;";
-        replacement[0xFC] = "&#252;";
-        replacement[0xC4] = "&#196;";
-        replacement[0xD6] = "&#214;";
-        replacement[0xDC] = "&#220;";
-        replacement[0xDF] = "&#223;";
+        set(0x26, "&amp;");
+        set(0x3C, "&lt;");
+        set(0x3E, "&gt;");
+        set(0x22, "&quot;");
+        set(0xE4, "&#228;");
+        set(0xF6, "&#246;");
+        set(0xFC, "&#252;");
+        set(0xC4, "&#196;");
+        set(0xD6, "&#214;");
+        set(0xDC, "&#220;");
+        set(0xDF, "&#223;");
     }
 };
 constexpr EscapeTable kEscapes;
+
+// Longest output for one 16-bit unit: "&#65535;" for a character below
+// U+10000 (one above takes two units for its at most ten bytes); the
+// fixed-size copy of a reference writes up to eight bytes too.
+constexpr std::size_t kMaxPerUnit = 8;
+
+// Bytes being gathered for the stream: grows without filling, so that the
+// writer can reserve the worst case and write through a pointer.
+class ByteBuffer {
+public:
+    char* reserve(std::size_t more)
+    {
+        if (fSize + more > fCapacity)
+            grow(fSize + more);
+        return fData.get() + fSize;
+    }
+    void commit(char* end) { fSize = static_cast<std::size_t>(end - fData.get()); }
+    void append(const char* bytes, std::size_t count)
+    {
+        std::memcpy(reserve(count), bytes, count);
+        fSize += count;
+    }
+    void push(char byte) { *reserve(1) = byte, ++fSize; }
+    void spaces(std::size_t count)
+    {
+        std::memset(reserve(count), ' ', count);
+        fSize += count;
+    }
+    const char* data() const noexcept { return fData.get(); }
+    std::size_t size() const noexcept { return fSize; }
+    void clear() noexcept { fSize = 0; }
+
+private:
+    void grow(std::size_t needed)
+    {
+        std::size_t capacity = fCapacity ? fCapacity * 2 : 256;
+        while (capacity < needed)
+            capacity *= 2;
+        std::unique_ptr<char[]> bigger(new char[capacity]);
+        if (fSize)
+            std::memcpy(bigger.get(), fData.get(), fSize);
+        fData = std::move(bigger);
+        fCapacity = capacity;
+    }
+
+    std::unique_ptr<char[]> fData;
+    std::size_t fSize = 0;
+    std::size_t fCapacity = 0;
+};
 
 // Characters of a node's text up to its first zero character, as the
 // conversion to bytes would take them.
 std::size_t text_length(const XMLCh* text)
 {
-    std::size_t n = 0;
-    if (text)
-        while (text[n] != 0)
-            ++n;
-    return n;
+    return text ? std::char_traits<char16_t>::length(text) : 0;
 }
 
 // White space as the writer sees it: a character above U+00FF becomes a
@@ -131,9 +190,9 @@ enum class Content { nothing, blank, text };
 // character above U+00FF as a decimal reference (the only lossless form in
 // an ISO-8859-1 document). A text of white space only is `blank`: the
 // caller writes one end-of-line for it.
-Content append_clean(const XMLCh* text, std::string& out)
+Content append_clean(const XMLCh* text, std::size_t length, ByteBuffer& out)
 {
-    std::size_t end = text_length(text);
+    std::size_t end = length;
     if (end == 0)
         return Content::nothing;
     std::size_t begin = 0;
@@ -143,13 +202,17 @@ Content append_clean(const XMLCh* text, std::string& out)
         return Content::blank;
     while (is_space(text[end - 1]))
         --end;
+    char* dest = out.reserve((end - begin) * kMaxPerUnit);
     for (std::size_t i = begin; i < end; ++i) {
         const XMLCh ch = text[i];
         if (ch <= 0xFF) {
-            if (const char* replacement = kEscapes.replacement[ch])
-                out += replacement;
-            else
-                out += static_cast<char>(ch);
+            const unsigned char size = kEscapes.length[ch];
+            if (size == 0) {
+                *dest++ = static_cast<char>(ch);
+                continue;
+            }
+            std::memcpy(dest, kEscapes.replacement[ch], 8);
+            dest += size;
             continue;
         }
         unsigned long code = ch;
@@ -157,25 +220,58 @@ Content append_clean(const XMLCh* text, std::string& out)
             code = 0x10000 + ((static_cast<unsigned long>(ch) - 0xD800) << 10) + (text[i + 1] - 0xDC00);
             ++i;
         } else if (is_high_surrogate(ch) || is_low_surrogate(ch)) {
-            out += '?'; // half a character has no reference
+            *dest++ = '?'; // half a character has no reference
             continue;
         }
-        out += "&#";
-        out += std::to_string(code);
-        out += ';';
+        char digits[8];
+        int count = 0;
+        do {
+            digits[count++] = static_cast<char>('0' + code % 10);
+            code /= 10;
+        } while (code);
+        *dest++ = '&';
+        *dest++ = '#';
+        while (count)
+            *dest++ = digits[--count];
+        *dest++ = ';';
     }
+    out.commit(dest);
     return Content::text;
 }
 
-void append_text(const XMLCh* text, std::string& out)
+Content append_clean(const XMLCh* text, ByteBuffer& out)
 {
-    narrow_append(text, text_length(text), out);
+    return append_clean(text, text_length(text), out);
 }
 
-bool is_garbage(const DOMNode* node)
+// The characters of a text node. Its length comes from the node: a text
+// node never holds a zero character, so it ends where its value ends.
+std::size_t text_node_length(const DOMNode* node)
 {
-    const XMLCh* value = node->getNodeValue();
-    const std::size_t n = text_length(value);
+    return static_cast<const xercesc::DOMCharacterData*>(node)->getLength();
+}
+
+// Names, comments, CDATA and processing instructions: unescaped, with '?'
+// for a character above U+00FF, as the 8-bit conversion gives them.
+void append_text(const XMLCh* text, ByteBuffer& out)
+{
+    const std::size_t length = text_length(text);
+    char* dest = out.reserve(length);
+    for (std::size_t i = 0; i < length; ++i) {
+        const XMLCh ch = text[i];
+        if (ch <= 0xFF) {
+            *dest++ = static_cast<char>(ch);
+            continue;
+        }
+        if (is_high_surrogate(ch) && i + 1 < length && is_low_surrogate(text[i + 1]))
+            ++i;
+        *dest++ = '?';
+    }
+    out.commit(dest);
+}
+
+bool all_space(const XMLCh* value, std::size_t n)
+{
     if (n == 0)
         return false;
     for (std::size_t i = 0; i < n; ++i)
@@ -184,15 +280,16 @@ bool is_garbage(const DOMNode* node)
     return true;
 }
 
+// TestForGarbage: a non-empty value of white space only, whatever the node.
+bool is_garbage(const DOMNode* node)
+{
+    const XMLCh* value = node->getNodeValue();
+    return all_space(value, text_length(value));
+}
+
 bool is_text(const DOMNode* node)
 {
     return node->getNodeType() == DOMNode::TEXT_NODE;
-}
-
-void append_tabs(std::string& out)
-{
-    for (int level = 0; level < iTapFormatDepth; ++level)
-        out += "    ";
 }
 
 // Writes a tree without recursion: the stack holds one frame per open
@@ -200,7 +297,13 @@ void append_tabs(std::string& out)
 // machine stack than flat ones.
 class TreeWriter {
 public:
-    explicit TreeWriter(std::ostream& out) : fOut(out) {}
+    // With `eachLine`, every end-of-line is handed to the stream with a
+    // flush, as std::endl does; without, the bytes go out in large blocks
+    // (for a stream of the library's own, where nobody sees the flushes).
+    TreeWriter(std::ostream& out, bool eachLine) : fOut(out), fEachLine(eachLine), fDepth(iTapFormatDepth)
+    {
+        fStack.reserve(32);
+    }
 
     void write(DOMNode* root)
     {
@@ -209,7 +312,7 @@ public:
                 Frame& frame = fStack.back();
                 DOMNode* child = frame.next;
                 if (frame.type == DOMNode::ELEMENT_NODE)
-                    while (child && is_text(child) && is_garbage(child))
+                    while (child && is_text(child) && blank_text(child))
                         child = child->getNextSibling();
                 if (!child) {
                     const Frame done = frame;
@@ -224,7 +327,7 @@ public:
                     after_child(fStack.back(), child);
             }
         }
-        flush_line();
+        hand_over();
     }
 
 private:
@@ -240,36 +343,36 @@ private:
     {
         switch (node->getNodeType()) {
         case DOMNode::DOCUMENT_NODE:
-            fLine += "<?xml version='1.0' encoding='ISO-8859-1' ?>\n";
-            iTapFormatDepth = 0;
+            fLine.append("<?xml version='1.0' encoding='ISO-8859-1' ?>\n", 45);
+            fDepth = 0;
             fStack.push_back({node, node->getFirstChild(), DOMNode::DOCUMENT_NODE, false});
             return true;
         case DOMNode::ELEMENT_NODE:
             return open_element(node);
         case DOMNode::TEXT_NODE:
-            if (append_clean(node->getNodeValue(), fLine) == Content::blank)
+            if (append_clean(node->getNodeValue(), text_node_length(node), fLine) == Content::blank)
                 end_line();
             return false;
         case DOMNode::CDATA_SECTION_NODE:
-            fLine += "<![CDATA[";
+            fLine.append("<![CDATA[", 9);
             append_text(node->getNodeValue(), fLine);
-            fLine += "]]>";
+            fLine.append("]]>", 3);
             return false;
         case DOMNode::ENTITY_REFERENCE_NODE:
             // Written as its expansion, never as a reference.
             fStack.push_back({node, node->getFirstChild(), DOMNode::ENTITY_REFERENCE_NODE, false});
             return true;
         case DOMNode::PROCESSING_INSTRUCTION_NODE:
-            fLine += "<?";
+            fLine.append("<?", 2);
             append_text(node->getNodeName(), fLine);
-            fLine += ' ';
+            fLine.push(' ');
             append_text(node->getNodeValue(), fLine);
-            fLine += "?>";
+            fLine.append("?>", 2);
             return false;
         case DOMNode::COMMENT_NODE:
-            fLine += "<!--";
+            fLine.append("<!--", 4);
             append_text(node->getNodeValue(), fLine);
-            fLine += "-->";
+            fLine.append("-->", 3);
             return false;
         default:
             return false; // attributes, document types, fragments, entities, notations
@@ -278,40 +381,40 @@ private:
 
     bool open_element(DOMNode* element)
     {
-        append_tabs(fLine);
-        fLine += '<';
-        append_text(element->getNodeName(), fLine);
+        indent();
+        fLine.push('<');
+        append_name(element->getNodeName());
         if (xercesc::DOMNamedNodeMap* attributes = element->getAttributes()) {
             const XMLSize_t count = attributes->getLength();
             for (XMLSize_t i = 0; i < count; ++i) {
                 DOMNode* attribute = attributes->item(i);
-                fLine += ' ';
-                append_text(attribute->getNodeName(), fLine);
-                fLine += "=\"";
+                fLine.push(' ');
+                append_name(attribute->getNodeName());
+                fLine.append("=\"", 2);
                 // A white-space-only value becomes one end-of-line, inside
                 // the quotes too.
                 if (append_clean(attribute_value(attribute), fLine) == Content::blank)
                     end_line();
-                fLine += '"';
+                fLine.push('"');
             }
         }
         DOMNode* first = element->getFirstChild();
         if (!first) {
-            fLine += "/>";
+            fLine.append("/>", 2);
             return false;
         }
-        fLine += '>';
+        fLine.push('>');
         DOMNode* start = first;
         bool textFirst = false;
         if (!is_text(first)) {
             end_line();
-        } else if (is_garbage(first)) {
+        } else if (blank_text(first)) {
             end_line();
             start = first->getNextSibling();
         } else {
             textFirst = true;
         }
-        ++iTapFormatDepth;
+        ++fDepth;
         fStack.push_back({element, start, DOMNode::ELEMENT_NODE, textFirst});
         return true;
     }
@@ -320,13 +423,13 @@ private:
     {
         if (frame.type != DOMNode::ELEMENT_NODE)
             return;
-        --iTapFormatDepth;
+        --fDepth;
         // Text with content keeps its closing tag on its own line.
         if (!frame.textFirst)
-            append_tabs(fLine);
-        fLine += "</";
-        append_text(frame.node->getNodeName(), fLine);
-        fLine += '>';
+            indent();
+        fLine.append("</", 2);
+        append_name(frame.node->getNodeName());
+        fLine.push('>');
     }
 
     void after_child(const Frame& parent, const DOMNode* child)
@@ -335,40 +438,86 @@ private:
             end_line();
     }
 
-    // Every end-of-line is std::endl: the caller's stream is flushed there.
-    void end_line()
+    // TestForGarbage for a text node.
+    static bool blank_text(const DOMNode* text) { return all_space(text->getNodeValue(), text_node_length(text)); }
+
+    // Element and attribute names repeat, and a document keeps one copy of
+    // each distinct name, so their 8-bit forms are remembered by address.
+    void append_name(const XMLCh* name)
     {
-        flush_line();
-        fOut << std::endl;
+        NameSlot& slot = fNames[(reinterpret_cast<std::uintptr_t>(name) >> 3) % kNameSlots];
+        if (slot.name != name) {
+            ByteBuffer bytes;
+            append_text(name, bytes);
+            slot.name = name;
+            slot.bytes.assign(bytes.data(), bytes.size());
+        }
+        fLine.append(slot.bytes.data(), slot.bytes.size());
     }
 
-    void flush_line()
+    void indent()
     {
-        if (!fLine.empty()) {
+        if (fDepth > 0)
+            fLine.spaces(4 * static_cast<std::size_t>(fDepth));
+    }
+
+    // An end-of-line, with the flush of std::endl on a caller's stream.
+    void end_line()
+    {
+        fLine.push('\n');
+        if (fEachLine) {
+            hand_over();
+            fOut.flush();
+        } else if (fLine.size() >= kBlock) {
+            hand_over();
+        }
+    }
+
+    void hand_over()
+    {
+        if (fLine.size()) {
             fOut.write(fLine.data(), static_cast<std::streamsize>(fLine.size()));
             fLine.clear();
         }
     }
 
+    static constexpr std::size_t kBlock = std::size_t{1} << 16;
+    static constexpr std::size_t kNameSlots = 64;
+
+    struct NameSlot {
+        const XMLCh* name = nullptr;
+        std::string bytes;
+    };
+
     std::ostream& fOut;
-    std::string fLine; // bytes of the current line not yet handed to the stream
+    const bool fEachLine;
+    int& fDepth; // this thread's iTapFormatDepth, looked up once
+    ByteBuffer fLine; // bytes not yet handed to the stream
     std::vector<Frame> fStack;
+    NameSlot fNames[kNameSlots];
 };
 
 } // namespace
 
-std::ostream& operator<<(std::ostream& out, DOM_Node& node)
+namespace xmlutil_detail {
+
+void write_tree(std::ostream& out, DOM_Node& node, bool eachLine)
 {
     if (DOMNode* root = impl(node))
-        TreeWriter(out).write(root);
+        TreeWriter(out, eachLine).write(root);
+}
+
+} // namespace xmlutil_detail
+
+std::ostream& operator<<(std::ostream& out, DOM_Node& node)
+{
+    write_tree(out, node, true);
     return out;
 }
 
 std::string CreateTabs()
 {
-    std::string tabs;
-    append_tabs(tabs);
-    return tabs;
+    return std::string(iTapFormatDepth > 0 ? 4 * static_cast<std::size_t>(iTapFormatDepth) : 0, ' ');
 }
 
 bool TestForGarbage(const DOM_Node& node)
@@ -383,7 +532,7 @@ void outputContent(std::ostream& out, const DOMString& text, bool clean)
         out << text;
         return;
     }
-    std::string bytes;
+    ByteBuffer bytes;
     const Content content = append_clean(text.rawBuffer(), bytes);
     if (content == Content::blank)
         out << std::endl;

@@ -410,3 +410,27 @@ TEST(escape, trimming_follows_the_locale_for_bytes_above_127)
     }
     EXPECT_EQ("\xA0 x \xA0 y\xA0", escaped("\xA0 x \xA0 y\xA0"));
 }
+
+// The widest reference for each 16-bit unit, many in a row: the output
+// grows to eight bytes per unit.
+TEST(escape, long_runs_of_the_widest_references)
+{
+    for (const XMLCh ch : {XMLCh(0xFFFF), XMLCh(0x20AC), XMLCh(0x0100)}) {
+        std::u16string text(5000, ch);
+        std::string expected;
+        for (int i = 0; i < 5000; ++i)
+            expected += "&#" + std::to_string(ch) + ";";
+        std::ostringstream out;
+        outputContent(out, DOMString(text.c_str()), true);
+        EXPECT_EQ(expected, out.str());
+    }
+    std::u16string pairs;
+    for (int i = 0; i < 3000; ++i)
+        pairs += u"\U0010FFFF";
+    std::string expected;
+    for (int i = 0; i < 3000; ++i)
+        expected += "&#1114111;";
+    std::ostringstream out;
+    outputContent(out, DOMString(pairs.c_str()), true);
+    EXPECT_EQ(expected, out.str());
+}
