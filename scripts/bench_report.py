@@ -63,10 +63,12 @@ WORKLOADS = OrderedDict([
                      "getFirstChild / getNextSibling / getParentNode over the whole document, counting nodes "
                      "by getNodeType: DOM_Node handles against raw xercesc::DOMNode* in the same loop.")),
     ("SaveToStream", ("SaveToStream", "throughput",
-                      {"xerces": (">=", 4.0), "pugixml": (">=", 1.0)},
+                      {"xerces": (">=", 4.0), "pugixml": (">=", 1.0), "xerces-read": None},
                       "The facade's SaveToStream into a std::ostringstream; Xerces-C: DOMLSSerializer with "
                       "format-pretty-print into a MemBufFormatTarget, ISO-8859-1; pugixml: save(ostringstream, "
-                      "\"    \", format_indent, encoding_latin1). Rate = parsed input bytes per second.")),
+                      "\"    \", format_indent, encoding_latin1); xerces-read: reading every name and value the "
+                      "writer needs from the same Xerces-C document, writing nothing (the floor of any writer "
+                      "over that DOM). Rate = parsed input bytes per second.")),
     ("SaveToFile", ("SaveToFile", "throughput",
                     {"pugixml": (">=", 1.0)},
                     "The facade's SaveToFile against pugixml's save_file(path, \"    \", format_indent, "
@@ -382,6 +384,11 @@ def write_page(runs, rows, facts, path, image_name):
     out.append("Medians are followed by the coefficient of variation over the repetitions (±%); rates count "
                "the input document's bytes per wall-clock second.")
     out.append("")
+    notes = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "bench", "notes.md")
+    if os.path.exists(notes):
+        with open(notes, encoding="utf-8") as f:
+            out.append(f.read().rstrip("\n"))
+        out.append("")
     out.append("## Chart")
     out.append("")
     out.append("![Ratios of xmlutil against each peer](%s)" % image_name)
