@@ -99,7 +99,13 @@ public:
     {
         for (cXML_UtilityData* record : fFree)
             delete record;
+        tPoolGone = true;
     }
+
+    // Set once this thread's pool is gone: facades that outlive it (static
+    // ones, destroyed after every thread-local object) then allocate and
+    // delete as usual.
+    static thread_local bool tPoolGone;
 
     cXML_UtilityData* take(unsigned int mode, int fromIterator, const DOM_Node& activeNode,
                            const DOM_Document& document)
@@ -146,10 +152,38 @@ private:
     std::vector<cXML_UtilityData*> fFree;
 };
 
-RecordPool& records()
+thread_local bool RecordPool::tPoolGone = false;
+
+// This thread's pool, or null once it is gone.
+RecordPool* record_pool()
 {
+    if (RecordPool::tPoolGone)
+        return nullptr;
     static thread_local RecordPool pool;
-    return pool;
+    return &pool;
+}
+
+cXML_UtilityData* new_record(unsigned int mode, int fromIterator, const DOM_Node& activeNode,
+                             const DOM_Document& document)
+{
+    if (RecordPool* pool = record_pool())
+        return pool->take(mode, fromIterator, activeNode, document);
+    return new cXML_UtilityData(mode, fromIterator, activeNode, document, std::deque<DOM_Node>());
+}
+
+cXML_UtilityData* copy_record(const cXML_UtilityData& source)
+{
+    if (RecordPool* pool = record_pool())
+        return pool->copy(source);
+    return new cXML_UtilityData(source);
+}
+
+void delete_record(cXML_UtilityData* record) noexcept
+{
+    if (RecordPool* pool = record_pool())
+        pool->give(record);
+    else
+        delete record;
 }
 
 // Where the facade's data operations act: the active node, which must exist.
@@ -181,7 +215,7 @@ cXML_Utility::cXML_Utility(cXML_UtilityData* data) : pData(data) {}
 cXML_Utility::cXML_Utility(const cXML_Utility& other) : pData(nullptr)
 {
     if (other.pData)
-        pData = records().copy(*other.pData);
+        pData = copy_record(*other.pData);
 }
 
 cXML_Utility::~cXML_Utility()
@@ -196,7 +230,7 @@ cXML_Utility& cXML_Utility::operator=(const cXML_Utility& other)
     if (this == &other)
         return *this;
     // Copy first, so that a failure leaves this object as it was.
-    cXML_UtilityData* copy = records().copy(*other.pData);
+    cXML_UtilityData* copy = copy_record(*other.pData);
     CleanUp();
     pData = copy;
     return *this;
@@ -204,12 +238,12 @@ cXML_Utility& cXML_Utility::operator=(const cXML_Utility& other)
 
 void cXML_Utility::Init(unsigned int mode)
 {
-    pData = records().take(mode, 0, DOM_Node(), DOM_Document());
+    pData = new_record(mode, 0, DOM_Node(), DOM_Document());
 }
 
 void cXML_Utility::CleanUp()
 {
-    records().give(pData);
+    delete_record(pData);
     pData = nullptr;
 }
 
@@ -364,7 +398,7 @@ cXML_Utility cXML_Utility::CreateNewElement(const std::string& name)
         fail("cXML_Utility::CreateNewElement(): cannot create a new element in empty class!");
     DOM_Element element =
         new_child_element(*pData, name, "cXML_Utility::CreateNewElement(): failed to create new element! (%s)");
-    return cXML_Utility(records().take(pData->uiMode, pData->bFromIterator, element, pData->Document));
+    return cXML_Utility(new_record(pData->uiMode, pData->bFromIterator, element, pData->Document));
 }
 
 cXML_Utility cXML_Utility::GetNodeByName(const std::string& name) const
@@ -373,7 +407,7 @@ cXML_Utility cXML_Utility::GetNodeByName(const std::string& name) const
         fail("cXML_Utility::GetNodeByName(): cannot read a node from empty class!");
     // No test of the result: a miss gives an object with a null active node,
     // whose one stack entry leads back here.
-    cXML_Utility result(records().take(pData->uiMode, pData->bFromIterator,
+    cXML_Utility result(new_record(pData->uiMode, pData->bFromIterator,
                                        ::GetNodeByName(pData->ActiveNode, name), pData->Document));
     result.pData->NodeStack.push_back(pData->ActiveNode);
     return result;
@@ -624,7 +658,7 @@ cXML_UtilityData* cXMLiterator::MakeXML_UtilityData()
 {
     if (!pData)
         return nullptr;
-    return records().take(0, 1, pData->ChildList.item(pData->uiPosition), pData->Document);
+    return new_record(0, 1, pData->ChildList.item(pData->uiPosition), pData->Document);
 }
 
 // ---- Base64 codec -------------------------------------------------------------------
