@@ -4,22 +4,8 @@
 
 #include <type_traits>
 
-#if defined(__SANITIZE_ADDRESS__)
-// From the sanitizer runtime; GCC ships no header that declares it.
-extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
-#endif
 
 namespace {
-
-// Bytes in use on the heap right now.
-std::size_t heap_in_use()
-{
-#if defined(__SANITIZE_ADDRESS__)
-    return __sanitizer_get_current_allocated_bytes();
-#else
-    return mallinfo2().uordblks;
-#endif
-}
 
 const char kSample[] = "<!DOCTYPE r [<!ENTITY e 'x'>]>\n"
                        "<r a='1' b='2'>\n"

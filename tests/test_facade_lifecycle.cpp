@@ -14,10 +14,6 @@
 #include <string>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__)
-// From the sanitizer runtime; GCC ships no header that declares it.
-extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
-#endif
 
 namespace {
 
@@ -48,16 +44,6 @@ const char kEmptyFile[] = "cXML_Utility::SaveToFile(): cannot save an empty clas
 const char kNoDocumentStream[] = "cXML_Utility::SaveToStream(): cannot save a class without document!";
 const char kNoDocumentFile[] = "cXML_Utility::SaveToFile(): cannot save a class without document!";
 const char kEmptyAssign[] = "cXML_Utility::operator= : operator failed to copy an empty class!";
-
-// Bytes in use on the heap right now.
-std::size_t heap_in_use()
-{
-#if defined(__SANITIZE_ADDRESS__)
-    return __sanitizer_get_current_allocated_bytes();
-#else
-    return mallinfo2().uordblks;
-#endif
-}
 
 // Parse from memory with the default validation switch.
 bool parse(cXML_Utility& xml, const std::string& text)

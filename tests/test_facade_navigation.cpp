@@ -10,10 +10,6 @@
 #include <string>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__)
-// From the sanitizer runtime; GCC ships no header that declares it.
-extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
-#endif
 
 namespace {
 
@@ -49,16 +45,6 @@ std::string failed_create(const std::string& name)
 }
 
 using Names = std::vector<std::string>;
-
-// Bytes in use on the heap right now.
-std::size_t heap_in_use()
-{
-#if defined(__SANITIZE_ADDRESS__)
-    return __sanitizer_get_current_allocated_bytes();
-#else
-    return mallinfo2().uordblks;
-#endif
-}
 
 bool parse(cXML_Utility& xml, const std::string& text)
 {

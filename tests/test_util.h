@@ -6,7 +6,26 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
+#include <cstddef>
 #include <string>
+
+#if defined(__SANITIZE_ADDRESS__)
+// From the sanitizer runtime; GCC ships no header that declares it.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
+#endif
+
+// Bytes in use on the heap right now: what the tests that prove documents
+// are freed compare.
+inline std::size_t heap_in_use()
+{
+#if defined(__SANITIZE_ADDRESS__)
+    return __sanitizer_get_current_allocated_bytes();
+#else
+    return mallinfo2().uordblks;
+#endif
+}
 
 // Expects `statement` to throw exactly `exception_type` whose what() is
 // exactly `expected_message`.
