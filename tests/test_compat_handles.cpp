@@ -1,9 +1,6 @@
 #include "test_util.h"
 
-#include <malloc.h>
-
 #include <type_traits>
-
 
 namespace {
 
