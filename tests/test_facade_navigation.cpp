@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <malloc.h>
 
 #include <deque>
 #include <functional>
