@@ -50,7 +50,7 @@ struct DocumentShare : DocumentCount {
     xercesc::DOMDocument* doc;
     // Bumped by every structural change made through a handle; node lists
     // and the lookup cache compare it to know whether what they hold is true.
-    std::uint64_t changes = 1;
+    std::uint64_t changes = 0;
     std::unique_ptr<LookupCache> lookups; // made on the first lookup
 };
 
@@ -97,7 +97,21 @@ struct NodeListImpl {
 
 // The one conversion between 16-bit and 8-bit text in the library, in
 // ISO-8859-1: U+0000..U+00FF map to their byte, every other character
-// (a surrogate pair counts as one) to '?'. Stops at the first U+0000.
+// (a surrogate pair counts as one) to '?'. Callers stop at U+0000.
+// Converts the character at `i` and leaves `i` on its last unit.
+inline char narrow_char(const XMLCh* text, std::size_t& i, std::size_t length) noexcept
+{
+    const XMLCh ch = text[i];
+    if (ch <= 0xFF)
+        return static_cast<char>(ch);
+    // One character, one '?': the low half of a pair is consumed with it.
+    if (ch >= 0xD800 && ch <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF)
+        ++i;
+    return '?';
+}
+// Writes the 8-bit form of at most `length` units of `text` at `dest`, which
+// has room for `length` bytes, stopping at a zero character; returns the end.
+char* narrow_into(const XMLCh* text, std::size_t length, char* dest) noexcept;
 void narrow_append(const XMLCh* text, std::size_t length, std::string& out);
 std::string narrow(const XMLCh* text);
 // narrow(text) into `out`, reusing its storage.
@@ -129,12 +143,6 @@ private:
 
 bool equal_text(const XMLCh* a, const XMLCh* b) noexcept;
 
-// Document order below `root`: the node after `node`, or null past the end.
-xercesc::DOMNode* next_in_subtree(xercesc::DOMNode* node, const xercesc::DOMNode* root) noexcept;
-// The element after `node` below `root` named `name` (any name when
-// `matchAll`), in document order; start with `node` = `root`.
-xercesc::DOMNode* next_element_named(xercesc::DOMNode* node, const xercesc::DOMNode* root, const XMLCh* name,
-                                     bool matchAll) noexcept;
 // The first element below `root` named `name` (any name when `matchAll`), in
 // document order, or null; `direct` tells whether it is a child of `root`.
 // Keeps its own path instead of asking nodes for their parent, which costs a

@@ -8,7 +8,9 @@ using namespace xmlutil_detail;
 using xercesc::DOMNode;
 
 namespace xmlutil_detail {
+namespace {
 
+// Document order below `root`: the node after `node`, or null past the end.
 DOMNode* next_in_subtree(DOMNode* node, const DOMNode* root) noexcept
 {
     if (DOMNode* child = node->getFirstChild())
@@ -26,6 +28,8 @@ bool element_matches(const DOMNode* node, const XMLCh* name, bool matchAll) noex
     return node->getNodeType() == DOMNode::ELEMENT_NODE && (matchAll || equal_text(node->getNodeName(), name));
 }
 
+// The element after `node` below `root` named `name` (any name when
+// `matchAll`), in document order; start with `node` = `root`.
 DOMNode* next_element_named(DOMNode* node, const DOMNode* root, const XMLCh* name, bool matchAll) noexcept
 {
     while ((node = next_in_subtree(node, root)) != nullptr) {
@@ -34,6 +38,8 @@ DOMNode* next_element_named(DOMNode* node, const DOMNode* root, const XMLCh* nam
     }
     return nullptr;
 }
+
+} // namespace
 
 DOMNode* first_element_named(DOMNode* root, const XMLCh* name, bool matchAll, bool& direct)
 {

@@ -4,6 +4,13 @@
 
 namespace xmlutil_detail {
 
+char* narrow_into(const XMLCh* text, std::size_t length, char* dest) noexcept
+{
+    for (std::size_t i = 0; i < length && text[i] != 0; ++i)
+        *dest++ = narrow_char(text, i, length);
+    return dest;
+}
+
 void narrow_append(const XMLCh* text, std::size_t length, std::string& out)
 {
     if (!text || length == 0)
@@ -11,22 +18,8 @@ void narrow_append(const XMLCh* text, std::size_t length, std::string& out)
     // Sized once and written in place: this runs for every text read.
     const std::size_t start = out.size();
     out.resize(start + length);
-    char* dest = &out[start];
-    std::size_t written = 0;
-    for (std::size_t i = 0; i < length; ++i) {
-        const XMLCh ch = text[i];
-        if (ch <= 0xFF) {
-            if (ch == 0)
-                break;
-            dest[written++] = static_cast<char>(ch);
-            continue;
-        }
-        // One character, one '?': the low half of a pair is consumed with it.
-        if (ch >= 0xD800 && ch <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF)
-            ++i;
-        dest[written++] = '?';
-    }
-    out.resize(start + written);
+    char* end = narrow_into(text, length, &out[start]);
+    out.resize(static_cast<std::size_t>(end - out.data()));
 }
 
 void assign_narrow(const XMLCh* text, std::string& out)
@@ -57,15 +50,12 @@ std::string narrow(const XMLCh* text)
 
 bool narrow_equals(const XMLCh* text, const char* bytes, std::size_t length) noexcept
 {
+    if (!text)
+        return length == 0;
+    const std::size_t units = std::char_traits<char16_t>::length(text);
     std::size_t matched = 0;
-    for (std::size_t i = 0; text && text[i] != 0; ++i) {
-        XMLCh ch = text[i];
-        if (ch > 0xFF) {
-            if (ch >= 0xD800 && ch <= 0xDBFF && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF)
-                ++i;
-            ch = u'?';
-        }
-        if (matched == length || static_cast<unsigned char>(bytes[matched]) != ch)
+    for (std::size_t i = 0; i < units; ++i) {
+        if (matched == length || narrow_char(text, i, units) != bytes[matched])
             return false;
         ++matched;
     }

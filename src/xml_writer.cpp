@@ -256,18 +256,7 @@ std::size_t text_node_length(const DOMNode* node)
 void append_text(const XMLCh* text, ByteBuffer& out)
 {
     const std::size_t length = text_length(text);
-    char* dest = out.reserve(length);
-    for (std::size_t i = 0; i < length; ++i) {
-        const XMLCh ch = text[i];
-        if (ch <= 0xFF) {
-            *dest++ = static_cast<char>(ch);
-            continue;
-        }
-        if (is_high_surrogate(ch) && i + 1 < length && is_low_surrogate(text[i + 1]))
-            ++i;
-        *dest++ = '?';
-    }
-    out.commit(dest);
+    out.commit(narrow_into(text, length, out.reserve(length)));
 }
 
 bool all_space(const XMLCh* value, std::size_t n)
