@@ -7,6 +7,10 @@
 
 #include <xercesc/dom/DOM.hpp>
 
+#include <xercesc/framework/MemoryManager.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -44,10 +48,59 @@ private:
     std::vector<Slot> fSlots;
 };
 
+// What a DOMParser sets up around each parse against hostile input:
+// - entities and DTDs a document names are read from local files only; a
+//   network URL ends the parse with a fatal error naming it;
+// - at most kEntityExpansions expansions of user entities per document
+//   (predefined entities and character references don't count);
+// - memory is capped while a parse runs, in proportion to the input, so
+//   that a small document cannot expand into gigabytes. A parse that hits
+//   the cap ends in xercesc::OutOfMemoryException.
+// It is also the memory manager of the parser and of the documents it
+// builds, so those documents keep it alive.
+class ParseGuard final : public xercesc::MemoryManager {
+public:
+    static constexpr unsigned kEntityExpansions = 100000;
+    static constexpr std::size_t kBaseBudget = std::size_t(64) << 20;
+    static constexpr std::size_t kBudgetPerInputByte = 128;
+    static constexpr std::size_t kUnknownSize = std::size_t(-1);
+
+    ParseGuard();
+    ~ParseGuard() override;
+    ParseGuard(const ParseGuard&) = delete;
+    ParseGuard& operator=(const ParseGuard&) = delete;
+
+    // Sets up `parser` to use the resolver and the expansion limit.
+    void protect(xercesc::XercesDOMParser& parser);
+
+    // Caps the memory of the next parse for an input of `inputBytes` bytes
+    // (kUnknownSize: no cap), until disarm().
+    void arm(std::size_t inputBytes) noexcept;
+    void disarm() noexcept;
+    std::size_t budget() const noexcept { return fBudget; }
+    // Size of the input of the next parse, when the caller knows it better
+    // than the parser does (a memory buffer).
+    std::size_t expectedInput = kUnknownSize;
+
+    void* allocate(XMLSize_t size) override;
+    void deallocate(void* p) override;
+    xercesc::MemoryManager* getExceptionMemoryManager() override;
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> fParts;
+    std::atomic<std::size_t> fUsed{0};
+    std::size_t fLimit = 0; // 0: no cap
+    std::size_t fBudget = 0;
+};
+
 // One per document: what the handles share, behind their count.
 struct DocumentShare : DocumentCount {
     explicit DocumentShare(xercesc::DOMDocument* d) noexcept : doc(d) {}
     xercesc::DOMDocument* doc;
+    // The memory manager the document allocates from, if it is not the
+    // default one; released after the document.
+    std::shared_ptr<xercesc::MemoryManager> memory;
     // Bumped by every structural change made through a handle; node lists
     // and the lookup cache compare it to know whether what they hold is true.
     std::uint64_t changes = 0;
@@ -182,7 +235,12 @@ struct HandleAccess {
         return node ? Handle(node, share) : Handle();
     }
     // Takes ownership of `doc` (a new share); releases it if that fails.
-    static DOM_Document adopt(xercesc::DOMDocument* doc);
+    static DOM_Document adopt(xercesc::DOMDocument* doc,
+                              std::shared_ptr<xercesc::MemoryManager> memory = nullptr);
+    // The size of the input of the parser's next parse from an InputSource.
+    static void expect_input(DOMParser& parser, std::size_t bytes) noexcept;
+    // The memory the parser's last parse could use (0: no cap).
+    static std::size_t parse_budget(const DOMParser& parser) noexcept;
     static DOM_NodeList list(NodeListImpl* impl) noexcept { return DOM_NodeList(impl); }
     static NodeListImpl* list_impl(const DOM_NodeList& list) noexcept { return list.fImpl; }
     static DOM_NamedNodeMap map(xercesc::DOMNamedNodeMap* map, DocumentCount* share) noexcept

@@ -3,13 +3,17 @@
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/InputSource.hpp>
 
+#include <sys/stat.h>
+
 using namespace xmlutil_detail;
 using xercesc::XercesDOMParser;
 
 DOMParser::DOMParser(xercesc::XMLValidator* valToAdopt) : fAdopted(false)
 {
     ensure_platform();
-    fParser.reset(new XercesDOMParser(valToAdopt));
+    fGuard = std::make_shared<ParseGuard>();
+    fParser.reset(new XercesDOMParser(valToAdopt, fGuard.get()));
+    fGuard->protect(*fParser);
     // The classic settings, spelled out although Xerces-C 3.2 has them as
     // defaults: the library's reading rules depend on them.
     fParser->setValidationScheme(XercesDOMParser::Val_Never);
@@ -72,14 +76,38 @@ xercesc::ErrorHandler* DOMParser::getErrorHandler() const
 
 namespace {
 
+// The memory cap holds for the parse only; the caller edits the document
+// afterwards without one.
+class ArmedGuard {
+public:
+    ArmedGuard(ParseGuard& guard, std::size_t inputBytes) noexcept : fGuard(guard) { fGuard.arm(inputBytes); }
+    ~ArmedGuard() { fGuard.disarm(); }
+    ArmedGuard(const ArmedGuard&) = delete;
+    ArmedGuard& operator=(const ArmedGuard&) = delete;
+
+private:
+    ParseGuard& fGuard;
+};
+
+std::size_t file_size(const char* path)
+{
+    struct stat info;
+    if (path && ::stat(path, &info) == 0 && S_ISREG(info.st_mode))
+        return static_cast<std::size_t>(info.st_size);
+    // Not a plain local file (a URL, a device, missing): no cap to derive.
+    return ParseGuard::kUnknownSize;
+}
+
 // Runs one parse. The previous document stays with whoever holds handles to
 // it; the new one is adopted lazily by getDocument().
 template <class F>
-void run_parse(XercesDOMParser& parser, DOM_Document& current, bool& adopted, bool reuseGrammar, F&& parse)
+void run_parse(XercesDOMParser& parser, ParseGuard& guard, std::size_t inputBytes, DOM_Document& current,
+               bool& adopted, bool reuseGrammar, F&& parse)
 {
     current = DOM_Document();
     adopted = false;
     parser.useCachedGrammarInParse(reuseGrammar);
+    ArmedGuard armed(guard, inputBytes);
     translate_dom_errors(parse);
 }
 
@@ -87,12 +115,26 @@ void run_parse(XercesDOMParser& parser, DOM_Document& current, bool& adopted, bo
 
 void DOMParser::parse(const char* systemId, bool reuseGrammar)
 {
-    run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fParser->parse(systemId); });
+    fGuard->expectedInput = ParseGuard::kUnknownSize;
+    run_parse(*fParser, *fGuard, file_size(systemId), fDocument, fAdopted, reuseGrammar,
+              [&] { fParser->parse(systemId); });
 }
 
 void DOMParser::parse(const xercesc::InputSource& source, bool reuseGrammar)
 {
-    run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fParser->parse(source); });
+    const std::size_t inputBytes = fGuard->expectedInput;
+    fGuard->expectedInput = ParseGuard::kUnknownSize;
+    run_parse(*fParser, *fGuard, inputBytes, fDocument, fAdopted, reuseGrammar, [&] { fParser->parse(source); });
+}
+
+void HandleAccess::expect_input(DOMParser& parser, std::size_t bytes) noexcept
+{
+    parser.fGuard->expectedInput = bytes;
+}
+
+std::size_t HandleAccess::parse_budget(const DOMParser& parser) noexcept
+{
+    return parser.fGuard->budget();
 }
 
 DOM_Document DOMParser::getDocument()
@@ -101,7 +143,7 @@ DOM_Document DOMParser::getDocument()
         // Only a document the parser built is taken over; it then lives on its
         // handles, not on the parser.
         if (fParser->getDocument())
-            fDocument = HandleAccess::adopt(fParser->adoptDocument());
+            fDocument = HandleAccess::adopt(fParser->adoptDocument(), fGuard);
         fAdopted = true;
     }
     return fDocument;

@@ -65,7 +65,7 @@ void release(DocumentCount* share) noexcept
         HandleAccess::destroy(share);
 }
 
-DOM_Document HandleAccess::adopt(xercesc::DOMDocument* doc)
+DOM_Document HandleAccess::adopt(xercesc::DOMDocument* doc, std::shared_ptr<xercesc::MemoryManager> memory)
 {
     if (!doc)
         return DOM_Document();
@@ -76,6 +76,7 @@ DOM_Document HandleAccess::adopt(xercesc::DOMDocument* doc)
         doc->release();
         throw;
     }
+    share->memory = std::move(memory);
     return DOM_Document(doc, share);
 }
 

@@ -1,13 +1,17 @@
-// The classic reference-counted DOM (DOM_Node, DOM_Element, DOMString,
-// DOMParser ...) as value handles over the pointer DOM of Xerces-C 3.2.
-//
-// A handle is a node pointer plus a share of its document. The document is
-// released when the last handle to it, to any of its nodes or to one of its
-// lists goes away, in any order. Handles of one document belong to one thread
-// at a time; handles of distinct documents may live in distinct threads.
-//
-// Text crosses between 8-bit and 16-bit characters in ISO-8859-1: every byte
-// maps to U+0000..U+00FF and back; a character above U+00FF becomes '?'.
+/// \file
+/// The classic reference-counted DOM (DOM_Node, DOM_Element, DOMString,
+/// DOMParser ...) as value handles over the pointer DOM of Xerces-C 3.2.
+///
+/// A handle is a node pointer plus a share of its document. The document is
+/// released when the last handle to it, to any of its nodes or to one of its
+/// lists goes away, in any order. Handles of one document belong to one thread
+/// at a time; handles of distinct documents may live in distinct threads.
+///
+/// Text crosses between 8-bit and 16-bit characters in ISO-8859-1: every byte
+/// maps to U+0000..U+00FF and back; a character above U+00FF becomes '?'.
+///
+/// A literal 0 compares with handles and strings and resets them (`node == 0`,
+/// `node = 0`) through `DOM_NullPtr*`, a type that is declared but never defined.
 #ifndef XMLUTIL_DOM_H
 #define XMLUTIL_DOM_H
 
@@ -46,10 +50,11 @@ struct DocumentCount {
 };
 struct NodeListImpl;
 struct HandleAccess;
+class ParseGuard;
 } // namespace xmlutil_detail
 
-// Never defined: a literal 0 converts to a pointer to it, which is how classic
-// code compares a handle with null (`node == 0`) and resets it (`node = 0`).
+/// Never defined: a literal 0 converts to a pointer to it, which is how classic
+/// code compares a handle with null (`node == 0`) and resets it (`node = 0`).
 class DOM_NullPtr;
 
 class DOM_Attr;
@@ -59,49 +64,63 @@ class DOM_Element;
 class DOM_NamedNodeMap;
 class DOM_NodeList;
 
-// 16-bit string of the classic DOM, with value semantics. A default-made
-// string is null; null and empty strings both have length 0.
+/// 16-bit string of the classic DOM, with value semantics. A default-made
+/// string is null; null and empty strings both have length 0.
 class XMLUTIL_API DOMString {
 public:
+    /// The null string.
     DOMString() noexcept;
-    // Only the value 0 is meaningful: it makes the null string.
+    /// Only the value 0 is meaningful: it makes the null string.
     DOMString(int nullPointerValue) noexcept;
-    // A null pointer makes the null string.
+    /// A copy of zero-terminated 16-bit text; a null pointer makes the null string.
     DOMString(const XMLCh* text);
+    /// A copy of `length` characters at `text`; a null pointer makes the null string.
     DOMString(const XMLCh* text, unsigned int length);
-    // Bytes in the local code page (ISO-8859-1), up to the first zero byte.
+    /// Bytes in the local code page (ISO-8859-1), up to the first zero byte.
     DOMString(const char* text);
+    /// An independent copy.
     DOMString(const DOMString& other);
+    /// Takes over `other`'s characters; `other` becomes the null string.
     DOMString(DOMString&& other) noexcept;
+    /// Frees the characters.
     ~DOMString();
 
+    /// Becomes an independent copy of `other`.
     DOMString& operator=(const DOMString& other);
+    /// Takes over `other`'s characters; `other` becomes the null string.
     DOMString& operator=(DOMString&& other) noexcept;
+    /// `s = 0` makes the null string.
     DOMString& operator=(const DOM_NullPtr* null) noexcept;
 
-    // Number of 16-bit characters.
+    /// Number of 16-bit characters.
     unsigned int length() const noexcept;
-    // The characters, zero-terminated; null for the null string.
+    /// The characters, zero-terminated; null for the null string.
     const XMLCh* rawBuffer() const noexcept;
-    // The character at `index`, or 0 when `index` is out of range.
+    /// The character at `index`, or 0 when `index` is out of range.
     XMLCh charAt(unsigned int index) const noexcept;
 
-    // Same characters; null and empty strings are equal.
+    /// Same characters; null and empty strings are equal.
     bool equals(const DOMString& other) const noexcept;
+    /// Same characters as the local code page bytes `other`.
     bool equals(const char* other) const;
+    /// See equals.
     bool operator==(const DOMString& other) const noexcept;
+    /// Not equals.
     bool operator!=(const DOMString& other) const noexcept;
-    // Comparison with 0 tests for the null string.
+    /// Comparison with 0 tests for the null string.
     bool operator==(const DOM_NullPtr* null) const noexcept;
+    /// Comparison with 0 tests for the null string.
     bool operator!=(const DOM_NullPtr* null) const noexcept;
 
+    /// Appends `other`'s characters; the string is no longer null.
     void appendData(const DOMString& other);
+    /// Appends one character; the string is no longer null.
     void appendData(XMLCh ch);
 
-    // New[]-allocated copy in the local code page, ending at the first zero
-    // character; the caller releases it with delete[]. Never null.
+    /// New[]-allocated copy in the local code page, ending at the first zero
+    /// character; the caller releases it with delete[]. Never null.
     char* transcode() const;
-    // A DOMString from local code page bytes; the same as DOMString(text).
+    /// A DOMString from local code page bytes; the same as DOMString(text).
     static DOMString transcode(const char* text);
 
 private:
@@ -109,74 +128,89 @@ private:
     bool fNull;
 };
 
-// Exception of the DOM: every Xerces-C DOMException raised in a handle
-// operation arrives as this type, with the same code and message.
+/// Exception of the DOM: every Xerces-C DOMException raised in a handle
+/// operation arrives as this type, with the same code and message.
 class XMLUTIL_API DOM_DOMException {
 public:
+    /// What went wrong: the exception codes of the W3C DOM.
     enum ExceptionCode {
-        INDEX_SIZE_ERR = 1,
-        DOMSTRING_SIZE_ERR = 2,
-        HIERARCHY_REQUEST_ERR = 3,
-        WRONG_DOCUMENT_ERR = 4,
-        INVALID_CHARACTER_ERR = 5,
-        NO_DATA_ALLOWED_ERR = 6,
-        NO_MODIFICATION_ALLOWED_ERR = 7,
-        NOT_FOUND_ERR = 8,
-        NOT_SUPPORTED_ERR = 9,
-        INUSE_ATTRIBUTE_ERR = 10,
-        INVALID_STATE_ERR = 11,
-        SYNTAX_ERR = 12,
-        INVALID_MODIFICATION_ERR = 13,
-        NAMESPACE_ERR = 14,
-        INVALID_ACCESS_ERR = 15,
-        VALIDATION_ERR = 16,
-        TYPE_MISMATCH_ERR = 17
+        INDEX_SIZE_ERR = 1,               ///< An index or count out of range
+        DOMSTRING_SIZE_ERR = 2,           ///< Text too long for a DOMString
+        HIERARCHY_REQUEST_ERR = 3,        ///< A node inserted where it may not go
+        WRONG_DOCUMENT_ERR = 4,           ///< A node used in a document that did not make it
+        INVALID_CHARACTER_ERR = 5,        ///< A name that is not an XML name
+        NO_DATA_ALLOWED_ERR = 6,          ///< Data for a node that takes none
+        NO_MODIFICATION_ALLOWED_ERR = 7,  ///< A change to a read-only node
+        NOT_FOUND_ERR = 8,                ///< A node that is not where it was looked for
+        NOT_SUPPORTED_ERR = 9,            ///< An operation this node or implementation does not offer
+        INUSE_ATTRIBUTE_ERR = 10,         ///< An attribute that already belongs to another element
+        INVALID_STATE_ERR = 11,           ///< An operation on an object that cannot take it (the null node)
+        SYNTAX_ERR = 12,                  ///< An invalid string
+        INVALID_MODIFICATION_ERR = 13,    ///< A change of an object's type
+        NAMESPACE_ERR = 14,               ///< A name that breaks the namespace rules
+        INVALID_ACCESS_ERR = 15,          ///< An operation the object does not support
+        VALIDATION_ERR = 16,              ///< A change that would make the node invalid
+        TYPE_MISMATCH_ERR = 17            ///< A value of the wrong type
     };
 
+    /// Code 0 and the null message.
     DOM_DOMException();
+    /// The given code and message.
     DOM_DOMException(short code, const DOMString& message);
+    /// Same code and message.
     DOM_DOMException(const DOM_DOMException& other);
+    /// Takes over `other`'s code and message.
     DOM_DOMException& operator=(const DOM_DOMException& other);
+    /// Releases the message.
     virtual ~DOM_DOMException();
 
+    /// What went wrong.
     ExceptionCode code;
+    /// The message: Xerces-C's text for the code, when the DOM raised it.
     DOMString msg;
 };
 
-// Handle to any node. A default-made handle is the null node. Copies refer
-// to the same node; == compares node identity.
-//
-// On the null node every query answers a null handle, an empty string or 0,
-// and every operation that would change a tree throws DOM_DOMException
-// INVALID_STATE_ERR. The same holds for an operation of a derived handle on a
-// node of another type, except that a change throws NOT_SUPPORTED_ERR.
+/// Handle to any node. A default-made handle is the null node. Copies refer
+/// to the same node; == compares node identity.
+///
+/// On the null node every query answers a null handle, an empty string or 0,
+/// and every operation that would change a tree throws DOM_DOMException
+/// INVALID_STATE_ERR. The same holds for an operation of a derived handle on a
+/// node of another type, except that a change throws NOT_SUPPORTED_ERR.
 class XMLUTIL_API DOM_Node {
 public:
+    /// The node types of the DOM, as getNodeType answers them.
     enum NodeType {
-        ELEMENT_NODE = 1,
-        ATTRIBUTE_NODE = 2,
-        TEXT_NODE = 3,
-        CDATA_SECTION_NODE = 4,
-        ENTITY_REFERENCE_NODE = 5,
-        ENTITY_NODE = 6,
-        PROCESSING_INSTRUCTION_NODE = 7,
-        COMMENT_NODE = 8,
-        DOCUMENT_NODE = 9,
-        DOCUMENT_TYPE_NODE = 10,
-        DOCUMENT_FRAGMENT_NODE = 11,
-        NOTATION_NODE = 12
+        ELEMENT_NODE = 1,                 ///< An element
+        ATTRIBUTE_NODE = 2,               ///< An attribute
+        TEXT_NODE = 3,                    ///< Character data
+        CDATA_SECTION_NODE = 4,           ///< A CDATA section
+        ENTITY_REFERENCE_NODE = 5,        ///< A reference to an entity, with its expansion as children
+        ENTITY_NODE = 6,                  ///< An entity declared in a document type
+        PROCESSING_INSTRUCTION_NODE = 7,  ///< A processing instruction
+        COMMENT_NODE = 8,                 ///< A comment
+        DOCUMENT_NODE = 9,                ///< The document itself
+        DOCUMENT_TYPE_NODE = 10,          ///< The document type declaration
+        DOCUMENT_FRAGMENT_NODE = 11,      ///< A document fragment
+        NOTATION_NODE = 12                ///< A notation declared in a document type
     };
 
+    /// The null node.
     DOM_Node() noexcept : fImpl(nullptr), fShare(nullptr) {}
+    /// The null node, from a literal 0.
     DOM_Node(const DOM_NullPtr*) noexcept : fImpl(nullptr), fShare(nullptr) {}
+    /// Another handle on the same node, sharing its document.
     DOM_Node(const DOM_Node& other) noexcept : fImpl(other.fImpl), fShare(other.fShare) { retainShare(fShare); }
+    /// Takes over `other`'s node; `other` becomes the null node.
     DOM_Node(DOM_Node&& other) noexcept : fImpl(other.fImpl), fShare(other.fShare)
     {
         other.fImpl = nullptr;
         other.fShare = nullptr;
     }
+    /// Lets go of the document; the last handle on it releases it.
     ~DOM_Node() { releaseShare(fShare); }
 
+    /// Refers to `other`'s node from now on.
     DOM_Node& operator=(const DOM_Node& other) noexcept
     {
         retainShare(other.fShare); // first, so that self-assignment is safe
@@ -185,6 +219,7 @@ public:
         fShare = other.fShare;
         return *this;
     }
+    /// Takes over `other`'s node; `other` becomes the null node.
     DOM_Node& operator=(DOM_Node&& other) noexcept
     {
         if (this != &other) {
@@ -196,6 +231,7 @@ public:
         }
         return *this;
     }
+    /// `node = 0` makes the null node.
     DOM_Node& operator=(const DOM_NullPtr*) noexcept
     {
         releaseShare(fShare);
@@ -204,43 +240,66 @@ public:
         return *this;
     }
 
+    /// Same node (two null nodes are equal).
     bool operator==(const DOM_Node& other) const noexcept { return fImpl == other.fImpl; }
+    /// Not the same node.
     bool operator!=(const DOM_Node& other) const noexcept { return fImpl != other.fImpl; }
+    /// `node == 0` tests for the null node.
     bool operator==(const DOM_NullPtr*) const noexcept { return fImpl == nullptr; }
+    /// `node != 0` tests for a node.
     bool operator!=(const DOM_NullPtr*) const noexcept { return fImpl != nullptr; }
+    /// True for the null node.
     bool isNull() const noexcept { return fImpl == nullptr; }
 
+    /// The node's name: the tag name of an element, `#text` for text and so on.
     DOMString getNodeName() const;
-    // Null for node types without a value (elements, documents ...).
+    /// Null for node types without a value (elements, documents ...).
     DOMString getNodeValue() const;
+    /// Sets the value of a node that has one; does nothing for the others.
     void setNodeValue(const DOMString& value);
-    // One of NodeType, or 0 for the null node.
+    /// One of NodeType, or 0 for the null node.
     short getNodeType() const { return fImpl ? static_cast<short>(fImpl->getNodeType()) : 0; }
+    /// The namespace URI; null unless the node was made with namespaces (a
+    /// document's root from createDocument, or a parse with namespaces on).
     DOMString getNamespaceURI() const;
+    /// The namespace prefix; null unless the node was made with namespaces.
     DOMString getPrefix() const;
+    /// The local name; null unless the node was made with namespaces.
     DOMString getLocalName() const;
 
+    /// The parent, or the null node.
     DOM_Node getParentNode() const { return related(fImpl ? fImpl->getParentNode() : nullptr); }
-    // Live list of the children: it follows later changes.
+    /// Live list of the children: it follows later changes.
     DOM_NodeList getChildNodes() const;
+    /// The first child, or the null node.
     DOM_Node getFirstChild() const { return related(fImpl ? fImpl->getFirstChild() : nullptr); }
+    /// The last child, or the null node.
     DOM_Node getLastChild() const { return related(fImpl ? fImpl->getLastChild() : nullptr); }
+    /// The sibling before this node, or the null node.
     DOM_Node getPreviousSibling() const { return related(fImpl ? fImpl->getPreviousSibling() : nullptr); }
+    /// The sibling after this node, or the null node.
     DOM_Node getNextSibling() const { return related(fImpl ? fImpl->getNextSibling() : nullptr); }
-    // Live attribute map of an element; a null map for any other node.
+    /// Live attribute map of an element; a null map for any other node.
     DOM_NamedNodeMap getAttributes() const;
-    // Null for a document node and for the null node.
+    /// Null for a document node and for the null node.
     DOM_Document getOwnerDocument() const;
 
+    /// Inserts `newChild` before `refChild` (at the end for the null node);
+    /// returns `newChild`.
     DOM_Node insertBefore(const DOM_Node& newChild, const DOM_Node& refChild);
+    /// Puts `newChild` in the place of `oldChild`; returns `oldChild`.
     DOM_Node replaceChild(const DOM_Node& newChild, const DOM_Node& oldChild);
+    /// Takes `oldChild` out of the tree; returns it, still usable.
     DOM_Node removeChild(const DOM_Node& oldChild);
+    /// Appends `newChild` as the last child; returns it.
     DOM_Node appendChild(const DOM_Node& newChild);
+    /// True when the node has at least one child.
     bool hasChildNodes() const { return fImpl && fImpl->hasChildNodes(); }
-    // A copy in the same document (a document copies into a new document).
+    /// A copy in the same document (a document copies into a new document).
     DOM_Node cloneNode(bool deep) const;
 
 protected:
+    /// A handle on `node`, one more user of the document counted by `share`.
     DOM_Node(XERCES_CPP_NAMESPACE::DOMNode* node, xmlutil_detail::DocumentCount* share) noexcept
         : fImpl(node), fShare(node ? share : nullptr)
     {
@@ -249,34 +308,42 @@ protected:
 
     // Handles are copied on every step through a tree, so counting stays
     // inline; only the release of a document leaves it.
+    /// Counts one more user of the document (none for null).
     static void retainShare(xmlutil_detail::DocumentCount* share) noexcept
     {
         if (share)
             ++share->refs;
     }
+    /// Counts one user less; the last one releases the document.
     static void releaseShare(xmlutil_detail::DocumentCount* share) noexcept
     {
         if (share && --share->refs == 0)
             destroyShare(share);
     }
+    /// Releases the document and its share.
     static void destroyShare(xmlutil_detail::DocumentCount* share) noexcept;
 
-    // A node of the same document as this one.
+    /// A node of the same document as this one.
     DOM_Node related(XERCES_CPP_NAMESPACE::DOMNode* node) const noexcept { return DOM_Node(node, fShare); }
 
+    /// The Xerces-C node, or null.
     XERCES_CPP_NAMESPACE::DOMNode* fImpl;
-    xmlutil_detail::DocumentCount* fShare; // null exactly when fImpl is null
+    xmlutil_detail::DocumentCount* fShare; ///< The document's share; null exactly when fImpl is null
 
     friend class DOM_NamedNodeMap;
     friend struct xmlutil_detail::HandleAccess;
 };
 
-// Derived handles add no data members, so the classic downcast
-// `(DOM_Element&)node` works on a handle that refers to an element.
+/// The constructors and null assignment of a derived handle. Derived handles
+/// add no data members, so the classic downcast `(DOM_Element&)node` works on
+/// a handle that refers to an element.
 #define XMLUTIL_DOM_DERIVED_HANDLE(Class, Base)                                        \
 public:                                                                                \
+    /** The null node. */                                                              \
     Class() noexcept = default;                                                        \
+    /** The null node, from a literal 0. */                                            \
     Class(const DOM_NullPtr*) noexcept {}                                              \
+    /** `handle = 0` makes the null node. */                                           \
     Class& operator=(const DOM_NullPtr* null) noexcept                                 \
     {                                                                                  \
         DOM_Node::operator=(null);                                                     \
@@ -284,6 +351,7 @@ public:                                                                         
     }                                                                                  \
                                                                                        \
 protected:                                                                             \
+    /** A handle on `node`, sharing the document counted by `share`. */                \
     Class(XERCES_CPP_NAMESPACE::DOMNode* node, xmlutil_detail::DocumentCount* share) noexcept \
         : Base(node, share)                                                            \
     {                                                                                  \
@@ -292,98 +360,142 @@ protected:                                                                      
                                                                                        \
 public:
 
+/// Handle to text, a comment or a CDATA section: a node with character data.
 class XMLUTIL_API DOM_CharacterData : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_CharacterData, DOM_Node)
+    /// The characters.
     DOMString getData() const;
+    /// Replaces the characters.
     void setData(const DOMString& data);
+    /// Number of 16-bit characters.
     unsigned int getLength() const;
 };
 
+/// Handle to a text node.
 class XMLUTIL_API DOM_Text : public DOM_CharacterData {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_Text, DOM_CharacterData)
 };
 
+/// Handle to a comment.
 class XMLUTIL_API DOM_Comment : public DOM_CharacterData {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_Comment, DOM_CharacterData)
 };
 
+/// Handle to a CDATA section.
 class XMLUTIL_API DOM_CDATASection : public DOM_Text {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_CDATASection, DOM_Text)
 };
 
+/// Handle to a processing instruction.
 class XMLUTIL_API DOM_ProcessingInstruction : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_ProcessingInstruction, DOM_Node)
+    /// The target: the name after `<?`.
     DOMString getTarget() const;
+    /// Everything after the target.
     DOMString getData() const;
 };
 
+/// Handle to an entity reference; its children are the entity's expansion.
 class XMLUTIL_API DOM_EntityReference : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_EntityReference, DOM_Node)
 };
 
+/// Handle to the document type declaration of a parsed document.
 class XMLUTIL_API DOM_DocumentType : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_DocumentType, DOM_Node)
+    /// The name of the root element that the declaration names.
     DOMString getName() const;
 };
 
+/// Handle to an attribute.
 class XMLUTIL_API DOM_Attr : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_Attr, DOM_Node)
+    /// The attribute's name.
     DOMString getName() const;
+    /// The attribute's value.
     DOMString getValue() const;
+    /// Replaces the attribute's value.
     void setValue(const DOMString& value);
 };
 
+/// Handle to an element.
 class XMLUTIL_API DOM_Element : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_Element, DOM_Node)
+    /// The element's name, as written (prefix included).
     DOMString getTagName() const;
-    // The attribute's value; empty when there is no such attribute.
+    /// The attribute's value; empty when there is no such attribute.
     DOMString getAttribute(const DOMString& name) const;
+    /// Sets attribute `name` to `value`, adding it if missing.
     void setAttribute(const DOMString& name, const DOMString& value);
-    // Removing an attribute that is not there does nothing.
+    /// Removing an attribute that is not there does nothing.
     void removeAttribute(const DOMString& name);
+    /// The attribute named `name`, or the null node.
     DOM_Attr getAttributeNode(const DOMString& name) const;
-    // Live list of the elements below this node named `name` (`*`: all), in
-    // document order.
+    /// Live list of the elements below this node named `name` (`*`: all), in
+    /// document order.
     DOM_NodeList getElementsByTagName(const DOMString& name) const;
 };
 
+/// Handle to a document: the root of a tree, and the maker of its nodes.
 class XMLUTIL_API DOM_Document : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_Document, DOM_Node)
+    /// The root element, or the null node.
     DOM_Element getDocumentElement() const;
+    /// The document type declaration, or the null node.
     DOM_DocumentType getDoctype() const;
+    /// A new element of this document, not yet in the tree.
     DOM_Element createElement(const DOMString& tagName);
+    /// A new text node of this document, not yet in the tree.
     DOM_Text createTextNode(const DOMString& data);
+    /// A new comment of this document, not yet in the tree.
     DOM_Comment createComment(const DOMString& data);
+    /// A new CDATA section of this document, not yet in the tree.
     DOM_CDATASection createCDATASection(const DOMString& data);
+    /// A new processing instruction of this document, not yet in the tree.
     DOM_ProcessingInstruction createProcessingInstruction(const DOMString& target, const DOMString& data);
+    /// A new entity reference of this document, not yet in the tree.
     DOM_EntityReference createEntityReference(const DOMString& name);
+    /// A new attribute of this document, not yet on an element.
     DOM_Attr createAttribute(const DOMString& name);
-    // See DOM_Element::getElementsByTagName.
+    /// See DOM_Element::getElementsByTagName.
     DOM_NodeList getElementsByTagName(const DOMString& name) const;
 };
 
 #undef XMLUTIL_DOM_DERIVED_HANDLE
 
-// Live list of nodes: the children of a node, or the elements of one name
-// below it. Copies share the list. A default-made list is null and empty.
+/// Live list of nodes: the children of a node, or the elements of one name
+/// below it. Copies share the list. A default-made list is null and empty.
 class XMLUTIL_API DOM_NodeList {
 public:
+    /// The null list.
     DOM_NodeList() noexcept : fImpl(nullptr) {}
+    /// Another handle on the same list.
     DOM_NodeList(const DOM_NodeList& other) noexcept;
+    /// Takes over `other`'s list; `other` becomes the null list.
     DOM_NodeList(DOM_NodeList&& other) noexcept : fImpl(other.fImpl) { other.fImpl = nullptr; }
+    /// Lets go of the list and of its document.
     ~DOM_NodeList();
+    /// Refers to `other`'s list from now on.
     DOM_NodeList& operator=(const DOM_NodeList& other) noexcept;
+    /// Takes over `other`'s list; `other` becomes the null list.
     DOM_NodeList& operator=(DOM_NodeList&& other) noexcept;
+    /// `list = 0` makes the null list.
     DOM_NodeList& operator=(const DOM_NullPtr*) noexcept;
 
+    /// Same list.
     bool operator==(const DOM_NodeList& other) const noexcept { return fImpl == other.fImpl; }
+    /// Not the same list.
     bool operator!=(const DOM_NodeList& other) const noexcept { return fImpl != other.fImpl; }
+    /// `list == 0` tests for the null list.
     bool operator==(const DOM_NullPtr*) const noexcept { return fImpl == nullptr; }
+    /// `list != 0` tests for a list.
     bool operator!=(const DOM_NullPtr*) const noexcept { return fImpl != nullptr; }
+    /// True for the null list.
     bool isNull() const noexcept { return fImpl == nullptr; }
 
+    /// Number of nodes in the list now; 0 for the null list.
     unsigned int getLength() const;
-    // The node at `index`, or the null node past the end.
+    /// The node at `index`, or the null node past the end.
     DOM_Node item(unsigned int index) const;
 
 private:
@@ -392,25 +504,37 @@ private:
     friend struct xmlutil_detail::HandleAccess;
 };
 
-// Live attribute map of an element; null for nodes that are not elements.
+/// Live attribute map of an element; null for nodes that are not elements.
 class XMLUTIL_API DOM_NamedNodeMap {
 public:
+    /// The null map.
     DOM_NamedNodeMap() noexcept : fImpl(nullptr), fShare(nullptr) {}
+    /// Another handle on the same map.
     DOM_NamedNodeMap(const DOM_NamedNodeMap& other) noexcept;
+    /// Lets go of the map and of its document.
     ~DOM_NamedNodeMap();
+    /// Refers to `other`'s map from now on.
     DOM_NamedNodeMap& operator=(const DOM_NamedNodeMap& other) noexcept;
+    /// `map = 0` makes the null map.
     DOM_NamedNodeMap& operator=(const DOM_NullPtr*) noexcept;
 
+    /// Same map.
     bool operator==(const DOM_NamedNodeMap& other) const noexcept { return fImpl == other.fImpl; }
+    /// Not the same map.
     bool operator!=(const DOM_NamedNodeMap& other) const noexcept { return fImpl != other.fImpl; }
+    /// `map == 0` tests for the null map.
     bool operator==(const DOM_NullPtr*) const noexcept { return fImpl == nullptr; }
+    /// `map != 0` tests for a map.
     bool operator!=(const DOM_NullPtr*) const noexcept { return fImpl != nullptr; }
+    /// True for the null map.
     bool isNull() const noexcept { return fImpl == nullptr; }
 
+    /// Number of attributes now; 0 for the null map.
     unsigned int getLength() const;
-    // The attribute at `index`, or the null node past the end.
+    /// The attribute at `index` (attributes are sorted by name), or the null
+    /// node past the end.
     DOM_Node item(unsigned int index) const;
-    // The attribute named `name`, or the null node.
+    /// The attribute named `name`, or the null node.
     DOM_Node getNamedItem(const DOMString& name) const;
 
 private:
@@ -420,48 +544,77 @@ private:
     friend struct xmlutil_detail::HandleAccess;
 };
 
-// Makes documents. A default-made handle works as well as getImplementation().
+/// Makes documents. A default-made handle works as well as getImplementation().
 class XMLUTIL_API DOM_DOMImplementation {
 public:
+    /// A handle on the implementation.
     DOM_DOMImplementation() noexcept = default;
+    /// A handle on the implementation, the classic way.
     static DOM_DOMImplementation getImplementation();
+    /// True when the implementation offers `feature` (`version` may be null).
     bool hasFeature(const DOMString& feature, const DOMString& version) const;
-    // A new document whose document element is `qualifiedName` in the
-    // namespace `namespaceURI` (none when empty). `doctype` may be null.
+    /// A new document whose document element is `qualifiedName` in the
+    /// namespace `namespaceURI` (none when empty). `doctype` may be null.
     DOM_Document createDocument(const DOMString& namespaceURI, const DOMString& qualifiedName,
                                 const DOM_DocumentType& doctype);
 };
 
-// The classic DOM parser over XercesDOMParser: namespaces off, whitespace
-// text kept, entity reference nodes created, comments and CDATA kept.
+/// The classic DOM parser over XercesDOMParser: namespaces off, whitespace
+/// text kept, entity reference nodes created, comments and CDATA kept.
 class XMLUTIL_API DOMParser {
 public:
+    /// When to validate against a DTD.
     enum ValSchemes { Val_Never, Val_Always, Val_Auto };
+    /// ar Val_Never
+    /// Never validate.
+    /// ar Val_Always
+    /// Validate every document: one without a DTD is invalid.
+    /// ar Val_Auto
+    /// Validate only documents that have a DTD.
 
+    /// A parser that does not validate. `valToAdopt` is handed to Xerces-C.
     explicit DOMParser(XERCES_CPP_NAMESPACE::XMLValidator* valToAdopt = nullptr);
+    /// Ends the parser; its documents live on in their handles.
     ~DOMParser();
+    /// Not copyable.
     DOMParser(const DOMParser&) = delete;
+    /// Not copyable.
     DOMParser& operator=(const DOMParser&) = delete;
 
-    // true: validate every document; false: never validate.
+    /// true: validate every document; false: never validate.
     void setDoValidation(bool validate);
+    /// True when the scheme is Val_Always.
     bool getDoValidation() const;
+    /// Sets when to validate.
     void setValidationScheme(ValSchemes scheme);
+    /// When the parser validates.
     ValSchemes getValidationScheme() const;
+    /// Switches namespace processing (off by default).
     void setDoNamespaces(bool doNamespaces);
+    /// True when namespace processing is on.
     bool getDoNamespaces() const;
+    /// Installs the handler that receives the parser's reports. Without one
+    /// (null) nothing is reported: a malformed document parses to a partial one.
     void setErrorHandler(XERCES_CPP_NAMESPACE::ErrorHandler* handler);
+    /// The installed handler, or null.
     XERCES_CPP_NAMESPACE::ErrorHandler* getErrorHandler() const;
 
-    // Exceptions thrown by the error handler pass through; a Xerces-C
-    // DOMException arrives as DOM_DOMException.
+    /// Parses the file or URL `systemId`. Exceptions thrown by the error
+    /// handler pass through; a Xerces-C DOMException arrives as
+    /// DOM_DOMException.
     void parse(const char* systemId, bool reuseGrammar = false);
+    /// Parses from `source`, such as a MemBufInputSource. See parse.
     void parse(const XERCES_CPP_NAMESPACE::InputSource& source, bool reuseGrammar = false);
-    // The document of the last parse (possibly partial after a failure), or
-    // the null document. It stays valid after the parser is gone.
+    /// The document of the last parse (possibly partial after a failure), or
+    /// the null document. It stays valid after the parser is gone.
     DOM_Document getDocument();
 
 private:
+    friend struct xmlutil_detail::HandleAccess;
+    // Memory, entity resolution and limits of this parser's parses. Shared
+    // with the documents it builds, which allocate through it; declared
+    // before the parser so that it outlives it.
+    std::shared_ptr<xmlutil_detail::ParseGuard> fGuard;
     std::unique_ptr<XERCES_CPP_NAMESPACE::XercesDOMParser> fParser;
     DOM_Document fDocument;
     bool fAdopted;

@@ -1,6 +1,7 @@
 #include "internal.h"
 
 #include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -9,6 +10,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 using namespace xmlutil_detail;
 using xercesc::DOMNode;
@@ -96,10 +98,18 @@ const char kBufferId[] = "XMLRead_ParseBufferID";
 // Runs the parse call. Only the parser's own exception types are converted;
 // the error handler's cTextException and everything else pass through.
 template <class F>
-void guarded_parse(F&& parse)
+void guarded_parse(const DOMParser& parser, F&& parse)
 {
     try {
         parse();
+    } catch (const xercesc::OutOfMemoryException&) {
+        // The parse hit its memory cap (or the system ran out): most likely
+        // an entity that expands far beyond the size of the document.
+        const std::size_t budget = HandleAccess::parse_budget(parser) >> 20;
+        throw cTextException(kParseFailure, budget ? ("out of memory: the document needs more than the " +
+                                                      std::to_string(budget) + " MiB its parse may use")
+                                                         .c_str()
+                                                   : "out of memory");
     } catch (const XMLException&) {
         // The parser's words are deliberately not carried over here.
         throw cTextException(kParseFailure, "");
@@ -214,7 +224,7 @@ DOM_Document ParseFile(const std::string& fileName, bool validate)
     parser.setDoValidation(validate);
     XMLUtilError handler;
     parser.setErrorHandler(&handler);
-    guarded_parse([&] { parser.parse(fileName.c_str(), false); });
+    guarded_parse(parser, [&] { parser.parse(fileName.c_str(), false); });
     return built_document(parser);
 }
 
@@ -231,7 +241,8 @@ DOM_Document ParseBuffer(const char* buffer, unsigned int length, bool validate)
     XMLUtilError handler;
     parser.setErrorHandler(&handler);
     const MemBufInputSource source(reinterpret_cast<const XMLByte*>(buffer), length, kBufferId, false);
-    guarded_parse([&] { parser.parse(source, false); });
+    HandleAccess::expect_input(parser, length);
+    guarded_parse(parser, [&] { parser.parse(source, false); });
     DOM_Document doc = built_document(parser);
     reject_zero_character(buffer, length, doc, handler);
     return doc;

@@ -88,30 +88,6 @@ void write_file(const fs::path& path, const std::string& content)
     out << content;
 }
 
-// A new directory of its own under the temporary directory, removed with its content.
-class TempDir {
-public:
-    TempDir()
-    {
-        std::string pattern = (fs::temp_directory_path() / "xmlutil-facade-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr)
-            throw std::runtime_error("mkdtemp failed");
-        path_ = pattern;
-    }
-    ~TempDir()
-    {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-
-    fs::path operator/(const std::string& name) const { return path_ / name; }
-
-private:
-    fs::path path_;
-};
-
 // A loaded object standing on "a" of kSample, with the root on its stack.
 cXML_Utility loaded_on_a()
 {

@@ -115,56 +115,6 @@ std::string ucs4le(const std::string& latin1)
     return out;
 }
 
-// A fresh directory of its own, removed with everything in it at the end.
-class TempDir {
-public:
-    TempDir()
-    {
-        std::string pattern = (fs::temp_directory_path() / "xmlutil-parse-XXXXXX").string();
-        std::vector<char> name(pattern.begin(), pattern.end());
-        name.push_back('\0');
-        if (!mkdtemp(name.data()))
-            throw std::runtime_error("mkdtemp failed");
-        fPath = fs::path(name.data());
-    }
-    ~TempDir()
-    {
-        std::error_code ignored;
-        fs::remove_all(fPath, ignored);
-    }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-
-    const fs::path& path() const { return fPath; }
-
-    std::string write(const std::string& name, const std::string& content) const
-    {
-        const fs::path file = fPath / name;
-        std::ofstream out(file, std::ios::binary);
-        out << content;
-        return file.string();
-    }
-
-private:
-    fs::path fPath;
-};
-
-// Changes the working directory for one scope.
-class CurrentDir {
-public:
-    explicit CurrentDir(const fs::path& dir) : fSaved(fs::current_path()) { fs::current_path(dir); }
-    ~CurrentDir()
-    {
-        std::error_code ignored;
-        fs::current_path(fSaved, ignored);
-    }
-    CurrentDir(const CurrentDir&) = delete;
-    CurrentDir& operator=(const CurrentDir&) = delete;
-
-private:
-    fs::path fSaved;
-};
-
 // The sample with an entity of each kind, a comment, CDATA and a processing
 // instruction, and how the parser keeps it.
 const char kMixedSample[] = "<!DOCTYPE r [<!ENTITY e \"x\"><!ENTITY f \"<b>y</b>\">]>\n"

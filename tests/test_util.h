@@ -9,7 +9,12 @@
 #include <malloc.h>
 
 #include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #if defined(__SANITIZE_ADDRESS__)
 // From the sanitizer runtime; GCC ships no header that declares it.
@@ -65,5 +70,56 @@ inline std::string str(const DOMString& text)
         }                                                                                     \
         EXPECT_TRUE(xmlutil_caught_) << #statement " did not throw DOM_DOMException";          \
     } while (false)
+
+// A fresh directory of its own, removed with everything in it at the end.
+class TempDir {
+public:
+    TempDir()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "xmlutil-test-XXXXXX").string();
+        std::vector<char> name(pattern.begin(), pattern.end());
+        name.push_back('\0');
+        if (!mkdtemp(name.data()))
+            throw std::runtime_error("mkdtemp failed");
+        fPath = std::filesystem::path(name.data());
+    }
+    ~TempDir()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(fPath, ignored);
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::filesystem::path& path() const { return fPath; }
+    std::filesystem::path operator/(const std::string& name) const { return fPath / name; }
+
+    std::string write(const std::string& name, const std::string& content) const
+    {
+        const std::filesystem::path file = fPath / name;
+        std::ofstream out(file, std::ios::binary);
+        out << content;
+        return file.string();
+    }
+
+private:
+    std::filesystem::path fPath;
+};
+
+// Changes the working directory for one scope.
+class CurrentDir {
+public:
+    explicit CurrentDir(const std::filesystem::path& dir) : fSaved(std::filesystem::current_path()) { std::filesystem::current_path(dir); }
+    ~CurrentDir()
+    {
+        std::error_code ignored;
+        std::filesystem::current_path(fSaved, ignored);
+    }
+    CurrentDir(const CurrentDir&) = delete;
+    CurrentDir& operator=(const CurrentDir&) = delete;
+
+private:
+    std::filesystem::path fSaved;
+};
 
 #endif // XMLUTIL_TEST_UTIL_H
