@@ -3,6 +3,7 @@
 // Each ends in a clear exception or parses; none crashes, hangs, exhausts
 // memory or makes a connection.
 #include "test_util.h"
+#include "xerces_leaks.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

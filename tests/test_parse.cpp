@@ -1,4 +1,5 @@
 #include "test_util.h"
+#include "xerces_leaks.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -13,23 +14,6 @@
 
 using namespace std::string_literals;
 namespace fs = std::filesystem;
-
-// Xerces-C 3.2.4 leaks on its own, in plain programs too, the declaration of
-// an external DTD subset and the system id of a reader whose file cannot be
-// read (a directory). Only these two places are excused. Xerces-C is built
-// without frame pointers, so the leak stacks need the slow unwinder to show
-// these frames. The tests are built with hidden visibility, and the sanitizer
-// runtime must see both hooks.
-extern "C" __attribute__((visibility("default"))) const char* __asan_default_options()
-{
-    return "fast_unwind_on_malloc=0";
-}
-
-extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions()
-{
-    return "leak:xercesc_3_2::IGXMLScanner::scanDocTypeDecl\n"
-           "leak:xercesc_3_2::XMLReader::XMLReader\n";
-}
 
 namespace {
 
