@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build and the tests need, if missing.
+# Installs the Debian packages the build, the tests and the API reference need, if missing.
 # Usage: scripts/deps.sh [package ...]   (extra packages are added to the list)
 set -euo pipefail
 
-packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales "$@")
+packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen "$@")
 if [ "${XMLUTIL_WITH_BENCH:-0}" = 1 ]; then
     packages+=(libbenchmark-dev libssl-dev libpugixml-dev)
 fi
