@@ -3,7 +3,7 @@
 # Usage: scripts/deps.sh [package ...]   (extra packages are added to the list)
 set -euo pipefail
 
-packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen "$@")
+packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen pkg-config "$@")
 if [ "${XMLUTIL_WITH_BENCH:-0}" = 1 ]; then
     packages+=(libbenchmark-dev libssl-dev libpugixml-dev)
 fi
