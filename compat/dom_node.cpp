@@ -146,8 +146,10 @@ DOM_Node DOM_Node::cloneNode(bool deep) const
         return DOM_Node();
     DOMNode* copy = translate_dom_errors([&] { return fImpl->cloneNode(deep); });
     // A document copies into a new document, which needs an owner of its own.
+    // The copy allocates through the original's memory manager, so it keeps
+    // that alive too.
     if (copy && copy->getNodeType() == DOMNode::DOCUMENT_NODE)
-        return HandleAccess::adopt(static_cast<xercesc::DOMDocument*>(copy));
+        return HandleAccess::adopt(static_cast<xercesc::DOMDocument*>(copy), full_share(fShare)->memory);
     return DOM_Node(copy, fShare);
 }
 
