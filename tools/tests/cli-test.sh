@@ -1,0 +1,559 @@
+#!/usr/bin/env bash
+# Runs one case of the xmlutil tool's tests, comparing the tool's standard
+# output, standard error and exit status byte for byte with what is expected.
+#
+#   cli-test.sh TOOL CASE      (CASE: a case_CASE function below)
+#
+# Every case works in a fresh directory of its own; the files that the tool
+# reads and writes go to its subdirectory conf/.
+set -euo pipefail
+
+tool=$1
+data=$(cd "$(dirname "${BASH_SOURCE[0]}")/data" && pwd -P)
+work=$(mktemp -d "${TMPDIR:-/tmp}/xmlutil-cli.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+work=$(pwd -P) # as the parser names files in its messages
+mkdir conf
+cp "$data/config.xml" conf/config.xml
+
+failures=0
+
+# run ARG...: runs the tool with standard input from $input (none by default).
+run() {
+    last="xmlutil $*"
+    set +e
+    "$tool" "$@" < "${input:-/dev/null}" > run.out 2> run.err
+    status=$?
+    set -e
+}
+
+# run_limited BLOCKS ARG...: run, with files limited to BLOCKS KiB.
+run_limited() {
+    local blocks=$1
+    shift
+    last="(ulimit -f $blocks; xmlutil $*)"
+    set +e
+    (ulimit -f "$blocks" && exec "$tool" "$@") < /dev/null > run.out 2> run.err
+    status=$?
+    set -e
+}
+
+fail() {
+    echo "FAIL: $last: $*"
+    failures=$((failures + 1))
+}
+
+# show_diff EXPECTED ACTUAL: where they part; the lines too if they are short.
+show_diff() {
+    cmp "$1" "$2" || true
+    if [ "$(wc -c < "$1")" -le 4096 ] && [ "$(wc -c < "$2")" -le 4096 ]; then
+        diff <(cat -A "$1") <(cat -A "$2") | head -n 40 || true
+    fi
+}
+
+# expect_files STATUS OUT_FILE ERR_FILE: the last run's results.
+expect_files() {
+    [ "$status" = "$1" ] || fail "exit status $status, expected $1"
+    cmp -s "$2" run.out || { fail "standard output differs (< expected, > actual)"; show_diff "$2" run.out; }
+    cmp -s "$3" run.err || { fail "standard error differs (< expected, > actual)"; show_diff "$3" run.err; }
+}
+
+# expect STATUS OUT ERR: the same with the expected output as text.
+expect() {
+    printf '%s' "$2" > want.out
+    printf '%s' "$3" > want.err
+    expect_files "$1" want.out want.err
+}
+
+# expect_out_file STATUS OUT_FILE ERR
+expect_out_file() {
+    printf '%s' "$3" > want.err
+    expect_files "$1" "$2" want.err
+}
+
+# same_file EXPECTED ACTUAL: a file that the tool wrote, or left alone.
+same_file() {
+    cmp -s "$1" "$2" || { fail "$2 differs from $1 (< expected, > actual)"; show_diff "$1" "$2"; }
+}
+
+# only_files LISTING: the content of conf/, to catch stray temporary files.
+only_files() {
+    local listing
+    listing=$(ls -A conf | tr '\n' ' ')
+    [ "$listing" = "$1" ] || fail "conf/ holds '$listing', expected '$1'"
+}
+
+# ---- help ----------------------------------------------------------------------
+
+case_help_tool() {
+    run --help
+    expect_out_file 0 "$data/help-tool.txt" ""
+    run -h
+    expect_out_file 0 "$data/help-tool.txt" ""
+}
+
+case_help_get() {
+    run get --help
+    expect_out_file 0 "$data/help-get.txt" ""
+    run get conf/config.xml -h
+    expect_out_file 0 "$data/help-get.txt" ""
+}
+
+case_help_set() {
+    run set --help
+    expect_out_file 0 "$data/help-set.txt" ""
+}
+
+case_help_list() {
+    run list -h
+    expect_out_file 0 "$data/help-list.txt" ""
+}
+
+case_help_format() {
+    run format --help
+    expect_out_file 0 "$data/help-format.txt" ""
+}
+
+case_help_base64() {
+    run base64 --help
+    expect_out_file 0 "$data/help-base64.txt" ""
+}
+
+# ---- get ------------------------------------------------------------------------
+
+case_get_element() {
+    run get conf/config.xml database/host
+    expect 0 $'db.example.local\n' ""
+}
+
+case_get_attribute() {
+    run get conf/config.xml database/user@role
+    expect 0 $'reader\n' ""
+    run get conf/config.xml @version
+    expect 0 $'2\n' ""
+}
+
+case_get_text_is_trimmed() {
+    run get conf/config.xml database/timeout
+    expect 0 $'30\n' ""
+}
+
+case_get_takes_first_of_repeated_elements() {
+    run get conf/config.xml servers/server
+    expect 0 $'10.0.0.1\n' ""
+    run get conf/config.xml servers/server@name
+    expect 0 $'alpha\n' ""
+}
+
+case_get_latin1_and_multiline_text() {
+    run get conf/config.xml greeting
+    expect 0 $'Gr\xfc\xdfe & welcome\n' ""
+    run get conf/config.xml motd
+    expect 0 $'Orders close at 18:00.\nReturns: see C:\\returns\n' ""
+}
+
+case_get_not_found_prints_empty_line() {
+    run get conf/config.xml database/password
+    expect 1 $'\n' ""
+    run get conf/config.xml nothing/here@at
+    expect 1 $'\n' ""
+}
+
+case_get_not_found_prints_default() {
+    run get conf/config.xml database/password --default secret
+    expect 1 $'secret\n' ""
+    run get --default=-1 conf/config.xml database/retries
+    expect 1 $'-1\n' ""
+    run get conf/config.xml database/user@age --default '  42 '
+    expect 1 $'  42 \n' ""
+}
+
+case_get_found_ignores_default() {
+    run get --default 1234 conf/config.xml database/port
+    expect 0 $'5432\n' ""
+}
+
+case_get_empty_attribute_is_found() {
+    run get conf/config.xml logging/rotate@compress --default yes
+    expect 0 $'\n' ""
+}
+
+case_get_element_without_text_is_not_found() {
+    run get conf/config.xml logging/rotate --default none
+    expect 1 $'none\n' ""
+}
+
+# The lookup takes the first <timeout> below the root in document order, the
+# one inside <database>; it is not a child of the root, so the step finds
+# nothing although the root has a <timeout> child.
+case_get_hidden_child_is_not_found() {
+    run get conf/config.xml timeout --default none
+    expect 1 $'none\n' ""
+    run get conf/config.xml timeout@unit --default none
+    expect 1 $'none\n' ""
+}
+
+case_get_star_takes_first_child_element() {
+    run get conf/config.xml '*/*'
+    expect 0 $'db.example.local\n' ""
+}
+
+case_get_missing_file() {
+    run get conf/missing.xml database/host --default x
+    expect 3 "" $'xmlutil: conf/missing.xml: No such file or directory\n'
+}
+
+case_get_malformed_xml() {
+    cp "$data/malformed.xml" conf/
+    run get conf/malformed.xml database/host --default x
+    expect 3 "" "xmlutil: Fatal Error at (file $work/conf/malformed.xml, line 7, char 7): expected end of tag 'user'"$'\n'
+}
+
+# ---- set ------------------------------------------------------------------------
+
+case_set_creates_elements_and_attributes() {
+    run set conf/config.xml cache/redis/host localhost
+    expect 0 "" ""
+    run set conf/config.xml cache/redis@db 3
+    expect 0 "" ""
+    run set conf/config.xml database/port 6543
+    expect 0 "" ""
+    run set conf/config.xml database/user@role writer
+    expect 0 "" ""
+    run set conf/config.xml @version 3
+    expect 0 "" ""
+    same_file "$data/config-after-set.xml" conf/config.xml
+    only_files "config.xml "
+
+    run get conf/config.xml cache/redis/host
+    expect 0 $'localhost\n' ""
+    run get conf/config.xml cache/redis@db
+    expect 0 $'3\n' ""
+    run get conf/config.xml database/port
+    expect 0 $'6543\n' ""
+    run get conf/config.xml database/user@role
+    expect 0 $'writer\n' ""
+    run get conf/config.xml @version
+    expect 0 $'3\n' ""
+}
+
+case_set_saves_text_trimmed() {
+    run set conf/config.xml database/host '  db2.example.local  '
+    expect 0 "" ""
+    grep -q '^        <host>db2.example.local</host>$' conf/config.xml || fail "host not saved trimmed"
+    run get conf/config.xml database/host
+    expect 0 $'db2.example.local\n' ""
+}
+
+case_set_keeps_permissions() {
+    chmod 640 conf/config.xml
+    run set conf/config.xml database/port 6543
+    expect 0 "" ""
+    mode=$(stat -c %a conf/config.xml)
+    [ "$mode" = 640 ] || fail "mode $mode after set, expected 640"
+    chmod 604 conf/config.xml
+    run set conf/config.xml database/port 6544
+    expect 0 "" ""
+    mode=$(stat -c %a conf/config.xml)
+    [ "$mode" = 604 ] || fail "mode $mode after set, expected 604"
+}
+
+# A full disk, simulated by a file size limit below the size of the file:
+# the write fails, the original stays whole and the new file is removed.
+case_set_failed_write_keeps_original() {
+    {
+        echo '<?xml version="1.0" encoding="ISO-8859-1"?>'
+        echo '<catalog>'
+        for i in $(seq 1 300); do
+            echo "    <entry id=\"$i\">value number $i of the catalog</entry>"
+        done
+        echo '</catalog>'
+    } > conf/big.xml
+    cp conf/big.xml big.orig
+    run_limited 8 set conf/big.xml entry@id 0
+    expect 3 "" $'xmlutil: cannot save conf/big.xml: File too large\n'
+    same_file big.orig conf/big.xml
+    only_files "big.xml config.xml "
+}
+
+case_set_through_symlink_keeps_link() {
+    ln -s config.xml conf/link.xml
+    run set conf/link.xml database/port 6543
+    expect 0 "" ""
+    [ -L conf/link.xml ] || fail "conf/link.xml is no longer a symbolic link"
+    run get conf/config.xml database/port
+    expect 0 $'6543\n' ""
+    only_files "config.xml link.xml "
+}
+
+case_set_unreachable_child_changes_nothing() {
+    run set conf/config.xml timeout 60
+    expect 1 "" $'xmlutil: cannot reach \'timeout\' in conf/config.xml: the first <timeout> below the root in document order is not its child\n'
+    run set conf/config.xml timeout/max 60
+    expect 1 "" $'xmlutil: cannot reach \'timeout/max\' in conf/config.xml: the first <timeout> below the root in document order is not its child\n'
+    same_file "$data/config.xml" conf/config.xml
+}
+
+case_set_invalid_name_changes_nothing() {
+    run set conf/config.xml 'new/bad name' 1
+    expect 2 "" $'xmlutil: invalid element name \'bad name\': invalid or illegal XML character\n'
+    run set conf/config.xml 'database@1st' 1
+    expect 2 "" $'xmlutil: invalid attribute name \'1st\': invalid or illegal XML character\n'
+    same_file "$data/config.xml" conf/config.xml
+    only_files "config.xml "
+}
+
+case_set_value_after_double_dash() {
+    run set conf/config.xml database/port -- -1
+    expect 0 "" ""
+    run get conf/config.xml database/port
+    expect 0 $'-1\n' ""
+}
+
+case_set_missing_file() {
+    run set conf/missing.xml database/port 1
+    expect 3 "" $'xmlutil: conf/missing.xml: No such file or directory\n'
+    only_files "config.xml "
+}
+
+case_set_malformed_xml() {
+    cp "$data/malformed.xml" conf/
+    run set conf/malformed.xml database/port 1
+    expect 3 "" "xmlutil: Fatal Error at (file $work/conf/malformed.xml, line 7, char 7): expected end of tag 'user'"$'\n'
+    same_file "$data/malformed.xml" conf/malformed.xml
+}
+
+# ---- list -----------------------------------------------------------------------
+
+case_list_children() {
+    run list conf/config.xml servers
+    expect 0 $'server\t10.0.0.1\nserver\t10.0.0.2\nserver\t10.0.0.3\n' ""
+    run list conf/config.xml database
+    expect 0 $'host\tdb.example.local\nport\t5432\nuser\treport\ntimeout\t30\n' ""
+}
+
+case_list_root_escapes_text() {
+    run list conf/config.xml .
+    expect_out_file 0 "$data/config-list-root.txt" ""
+}
+
+case_list_without_children() {
+    run list conf/config.xml logging/rotate
+    expect 0 "" ""
+}
+
+case_list_not_found() {
+    run list conf/config.xml database/pool
+    expect 1 "" $'xmlutil: no element \'database/pool\' in conf/config.xml\n'
+}
+
+case_list_missing_file() {
+    run list conf/missing.xml .
+    expect 3 "" $'xmlutil: conf/missing.xml: No such file or directory\n'
+}
+
+# ---- format ---------------------------------------------------------------------
+
+case_format_document() {
+    run format conf/config.xml
+    expect_out_file 0 "$data/config-formatted.xml" ""
+}
+
+case_format_is_stable() {
+    cp "$data/config-formatted.xml" conf/formatted.xml
+    run format conf/formatted.xml
+    expect_out_file 0 "$data/config-formatted.xml" ""
+}
+
+case_format_missing_file() {
+    run format conf/missing.xml
+    expect 3 "" $'xmlutil: conf/missing.xml: No such file or directory\n'
+}
+
+case_format_malformed_xml() {
+    cp "$data/malformed.xml" conf/
+    run format conf/malformed.xml
+    expect 3 "" "xmlutil: Fatal Error at (file $work/conf/malformed.xml, line 7, char 7): expected end of tag 'user'"$'\n'
+}
+
+case_format_directory() {
+    run format conf
+    expect 3 "" $'xmlutil: conf: Is a directory\n'
+}
+
+case_format_to_full_device() {
+    last="xmlutil format conf/config.xml > /dev/full"
+    set +e
+    "$tool" format conf/config.xml > /dev/full 2> run.err
+    status=$?
+    set -e
+    : > run.out
+    expect 3 "" $'xmlutil: standard output: No space left on device\n'
+}
+
+# ---- base64 ---------------------------------------------------------------------
+
+# RFC 4648, section 10.
+rfc4648_vectors=(
+    "" ""
+    "f" "Zg=="
+    "fo" "Zm8="
+    "foo" "Zm9v"
+    "foob" "Zm9vYg=="
+    "fooba" "Zm9vYmE="
+    "foobar" "Zm9vYmFy"
+)
+
+case_base64_encode_rfc4648() {
+    local i
+    for ((i = 0; i < ${#rfc4648_vectors[@]}; i += 2)); do
+        printf '%s' "${rfc4648_vectors[i]}" > in.bin
+        input=in.bin run base64 encode
+        if [ -n "${rfc4648_vectors[i]}" ]; then
+            expect 0 "${rfc4648_vectors[i + 1]}"$'\n' ""
+        else
+            expect 0 "" ""
+        fi
+    done
+}
+
+case_base64_decode_rfc4648() {
+    local i
+    for ((i = 0; i < ${#rfc4648_vectors[@]}; i += 2)); do
+        printf '%s\n' "${rfc4648_vectors[i + 1]}" > in.txt
+        input=in.txt run base64 decode
+        expect 0 "${rfc4648_vectors[i]}" ""
+        # without the padding
+        printf '%s' "${rfc4648_vectors[i + 1]%%=*}" > in.txt
+        input=in.txt run base64 decode
+        expect 0 "${rfc4648_vectors[i]}" ""
+    done
+}
+
+# Random data, zero bytes included, of lengths 0, 1 and 2 modulo 3; the last
+# bytes of the latter two are not zero (see case_base64_zero_byte_rule).
+case_base64_round_trip_random() {
+    local tail
+    for tail in "" "y" "xy"; do
+        { head -c 99999 /dev/urandom; printf '%s' "$tail"; } > random.bin
+        input=random.bin run base64 encode
+        { base64 -w 0 random.bin; echo; } > random.b64
+        expect_out_file 0 random.b64 ""
+        input=random.b64 run base64 decode
+        expect_out_file 0 random.bin ""
+    done
+}
+
+case_base64_decode_wrapped_text() {
+    head -c 5000 /dev/urandom > random.bin
+    base64 random.bin | sed 's/$/\r/' > wrapped.b64 # 76 columns, CRLF line ends
+    input=wrapped.b64 run base64 decode
+    expect_out_file 0 random.bin ""
+}
+
+# The library's decoder drops a zero byte in a padded last group, and what
+# follows it; zero bytes in full groups stay.
+case_base64_zero_byte_rule() {
+    printf 'A\0' > in.bin
+    input=in.bin run base64 encode
+    expect 0 $'QQA=\n' ""
+    printf 'QQA=' > in.txt
+    input=in.txt run base64 decode
+    expect 0 "A" ""
+    printf 'AA==' > in.txt
+    input=in.txt run base64 decode
+    expect 0 "" ""
+    printf 'AEE=' > in.txt # 00 41
+    input=in.txt run base64 decode
+    expect 0 "" ""
+    printf '\0\0\0' > zeros.bin
+    printf 'AAAA' > in.txt
+    input=in.txt run base64 decode
+    expect_out_file 0 zeros.bin ""
+}
+
+case_base64_decode_invalid_character() {
+    printf 'Zm9v\nYm*F' > in.txt
+    input=in.txt run base64 decode
+    expect 3 "" $'xmlutil: standard input: not Base64 text: byte 0x2A at offset 7\n'
+    printf 'Zm9v\0' > in.txt
+    input=in.txt run base64 decode
+    expect 3 "" $'xmlutil: standard input: not Base64 text: byte 0x00 at offset 4\n'
+}
+
+# ---- usage errors -----------------------------------------------------------------
+
+case_usage_no_command() {
+    run
+    expect 2 "" $'xmlutil: missing COMMAND (usage: xmlutil COMMAND ARGS..., see xmlutil --help)\n'
+}
+
+case_usage_unknown_command() {
+    run frobnicate conf/config.xml
+    expect 2 "" $'xmlutil: unknown command \'frobnicate\' (usage: xmlutil COMMAND ARGS..., see xmlutil --help)\n'
+}
+
+case_usage_missing_arguments() {
+    run get conf/config.xml
+    expect 2 "" $'xmlutil: missing PATH (usage: xmlutil get FILE PATH [--default VALUE])\n'
+    run set conf/config.xml database/port
+    expect 2 "" $'xmlutil: missing VALUE (usage: xmlutil set FILE PATH VALUE)\n'
+    run list
+    expect 2 "" $'xmlutil: missing FILE (usage: xmlutil list FILE PATH)\n'
+    run format
+    expect 2 "" $'xmlutil: missing FILE (usage: xmlutil format FILE)\n'
+    run base64
+    expect 2 "" $'xmlutil: missing encode or decode (usage: xmlutil base64 encode|decode)\n'
+}
+
+case_usage_extra_arguments() {
+    run set conf/config.xml database/port 1 2
+    expect 2 "" $'xmlutil: unexpected argument \'2\' (usage: xmlutil set FILE PATH VALUE)\n'
+    same_file "$data/config.xml" conf/config.xml
+    run format conf/config.xml conf/config.xml
+    expect 2 "" $'xmlutil: unexpected argument \'conf/config.xml\' (usage: xmlutil format FILE)\n'
+    run base64 encode now
+    expect 2 "" $'xmlutil: unexpected argument \'now\' (usage: xmlutil base64 encode|decode)\n'
+}
+
+case_usage_bad_options() {
+    run get conf/config.xml database/port --verbose
+    expect 2 "" $'xmlutil: unknown option \'--verbose\' (usage: xmlutil get FILE PATH [--default VALUE])\n'
+    run get conf/config.xml database/port --default
+    expect 2 "" $'xmlutil: --default needs a VALUE (usage: xmlutil get FILE PATH [--default VALUE])\n'
+    run get conf/config.xml database/port --default 1 --default 2
+    expect 2 "" $'xmlutil: --default given twice (usage: xmlutil get FILE PATH [--default VALUE])\n'
+    run set conf/config.xml database/port --default 1
+    expect 2 "" $'xmlutil: unknown option \'--default\' (usage: xmlutil set FILE PATH VALUE)\n'
+    run set conf/config.xml database/port -1
+    expect 2 "" $'xmlutil: unknown option \'-1\' (usage: xmlutil set FILE PATH VALUE)\n'
+    same_file "$data/config.xml" conf/config.xml
+}
+
+case_usage_invalid_paths() {
+    local path
+    for path in "" "/database" "database/" "database//host" "database/./host" "database@" "@" "a@b@c" "a@b/c"; do
+        run get conf/config.xml "$path"
+        expect 2 "" "xmlutil: invalid PATH '$path' (see xmlutil --help)"$'\n'
+    done
+    run list conf/config.xml database@driver
+    expect 2 "" $'xmlutil: list takes the PATH of an element, not of an attribute (usage: xmlutil list FILE PATH)\n'
+}
+
+case_usage_base64_mode() {
+    run base64 encrypt
+    expect 2 "" $'xmlutil: unknown mode \'encrypt\' (usage: xmlutil base64 encode|decode)\n'
+}
+
+# ---------------------------------------------------------------------------------
+
+if ! declare -F "case_$2" > /dev/null; then
+    echo "no such case: $2"
+    exit 2
+fi
+"case_$2"
+if [ "$failures" -ne 0 ]; then
+    echo "$failures check(s) failed"
+    exit 1
+fi
