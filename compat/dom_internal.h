@@ -78,9 +78,6 @@ public:
     void arm(std::size_t inputBytes) noexcept;
     void disarm() noexcept;
     std::size_t budget() const noexcept { return fBudget; }
-    // Size of the input of the next parse, when the caller knows it better
-    // than the parser does (a memory buffer).
-    std::size_t expectedInput = kUnknownSize;
 
     void* allocate(XMLSize_t size) override;
     void deallocate(void* p) override;
@@ -237,8 +234,10 @@ struct HandleAccess {
     // Takes ownership of `doc` (a new share); releases it if that fails.
     static DOM_Document adopt(xercesc::DOMDocument* doc,
                               std::shared_ptr<xercesc::MemoryManager> memory = nullptr);
-    // The size of the input of the parser's next parse from an InputSource.
-    static void expect_input(DOMParser& parser, std::size_t bytes) noexcept;
+    // DOMParser::parse(source) for a source of `bytes` bytes, which the
+    // parser cannot tell by itself (a memory buffer): its memory cap
+    // follows from that size.
+    static void parse(DOMParser& parser, const xercesc::InputSource& source, std::size_t bytes);
     // The memory the parser's last parse could use (0: no cap).
     static std::size_t parse_budget(const DOMParser& parser) noexcept;
     static DOM_NodeList list(NodeListImpl* impl) noexcept { return DOM_NodeList(impl); }

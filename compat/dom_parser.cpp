@@ -115,21 +115,20 @@ void run_parse(XercesDOMParser& parser, ParseGuard& guard, std::size_t inputByte
 
 void DOMParser::parse(const char* systemId, bool reuseGrammar)
 {
-    fGuard->expectedInput = ParseGuard::kUnknownSize;
     run_parse(*fParser, *fGuard, file_size(systemId), fDocument, fAdopted, reuseGrammar,
               [&] { fParser->parse(systemId); });
 }
 
 void DOMParser::parse(const xercesc::InputSource& source, bool reuseGrammar)
 {
-    const std::size_t inputBytes = fGuard->expectedInput;
-    fGuard->expectedInput = ParseGuard::kUnknownSize;
-    run_parse(*fParser, *fGuard, inputBytes, fDocument, fAdopted, reuseGrammar, [&] { fParser->parse(source); });
+    run_parse(*fParser, *fGuard, ParseGuard::kUnknownSize, fDocument, fAdopted, reuseGrammar,
+              [&] { fParser->parse(source); });
 }
 
-void HandleAccess::expect_input(DOMParser& parser, std::size_t bytes) noexcept
+void HandleAccess::parse(DOMParser& parser, const xercesc::InputSource& source, std::size_t bytes)
 {
-    parser.fGuard->expectedInput = bytes;
+    run_parse(*parser.fParser, *parser.fGuard, bytes, parser.fDocument, parser.fAdopted, false,
+              [&] { parser.fParser->parse(source); });
 }
 
 std::size_t HandleAccess::parse_budget(const DOMParser& parser) noexcept

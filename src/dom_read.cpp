@@ -241,8 +241,7 @@ DOM_Document ParseBuffer(const char* buffer, unsigned int length, bool validate)
     XMLUtilError handler;
     parser.setErrorHandler(&handler);
     const MemBufInputSource source(reinterpret_cast<const XMLByte*>(buffer), length, kBufferId, false);
-    HandleAccess::expect_input(parser, length);
-    guarded_parse(parser, [&] { parser.parse(source, false); });
+    guarded_parse(parser, [&] { HandleAccess::parse(parser, source, length); });
     DOM_Document doc = built_document(parser);
     reject_zero_character(buffer, length, doc, handler);
     return doc;
