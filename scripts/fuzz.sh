@@ -53,7 +53,7 @@ cmake --build "$build" -j "${JOBS:-2}" --target "${targets[@]/#/fuzz_}" > /dev/n
 declare -A max_len=([documents]=16384 [base64]=4096 [strings]=1024)
 declare -A extra=([documents]="-dict=$root/fuzz/xml.dict")
 
-export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1}"
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1:fast_unwind_on_malloc=0}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$root/fuzz/lsan.supp}"
 
