@@ -469,16 +469,20 @@ XMLUTIL_API int Base64Encode(char* input, int length, char* output, int& size);
 /// capacity.
 XMLUTIL_API int Base64Decode(char* input, int length, char* output, int& size);
 /// Replaces `text` by the Base64 text of `length` bytes at `data`; false, with
-/// `text` unchanged, only for a negative `length` or one of 1.5 GiB or more.
+/// `text` unchanged, only for a negative `length` or one above 1,610,612,730
+/// bytes, the longest input whose text and zero byte fit an `int`. Needs no
+/// memory beyond the new text (4 bytes per 3 input bytes) and a few bytes.
 XMLUTIL_API bool ConvertBinaryToBase64(char* data, int length, std::string& text);
 /// Replaces `text` by the Base64 text of all its bytes, zero bytes included;
-/// false, with `text` unchanged, only for a text of 1.5 GiB or more.
+/// false, with `text` unchanged, only for a text above 1,610,612,730 bytes.
+/// The new text is built beside the old one, which is freed afterwards.
 XMLUTIL_API bool ConvertStringToBase64(std::string& text);
 /// Zero-fills `size` bytes of `buffer`, then decodes `text` into it; `size`
 /// takes back the number of bytes. False when `size` is below the text length.
 XMLUTIL_API bool ConvertBase64ToBinary(std::string text, char* buffer, int& size);
 /// Replaces `text` by its decoded bytes, up to the first zero byte. Malformed
 /// text decodes as Base64Decode does it; false only for a text of 2 GiB or more.
+/// Decodes within the text's own buffer.
 XMLUTIL_API bool ConvertBase64ToString(std::string& text);
 
 #endif // XMLUTIL_H

@@ -906,25 +906,45 @@ int Base64Decode(char* input, int length, char* output, int& size)
 
 namespace {
 
-// Sizes beyond int are not representable in the codec's arguments.
-int clamp_to_int(std::int64_t value)
+// The longest input whose text and zero byte fit an int capacity: the codec
+// needs 4 * ceil(n / 3) + 5 bytes, and INT_MAX allows ceil(n / 3) up to
+// 536,870,910 groups.
+constexpr std::int64_t kLongestEncodable = 3 * ((static_cast<std::int64_t>(INT_MAX) - 5) / 4);
+
+// Encodes into a string of the text's own size instead of a scratch array of
+// ten bytes per input byte: the codec's result is the same whenever the
+// larger capacity it was given would have sufficed, and `capacity` (what the
+// conversion would have offered) decides that beforehand.
+bool encode_into(const char* data, int length, std::int64_t capacity, std::string& text)
 {
-    return static_cast<int>(std::clamp<std::int64_t>(value, INT_MIN, INT_MAX));
+    if (length < 0 || capacity < length)
+        return false;
+    if (length == 0) {
+        text.clear();
+        return true;
+    }
+    const std::int64_t needed = 4 * ((static_cast<std::int64_t>(length) + 2) / 3) + 5;
+    if (needed > std::min<std::int64_t>(capacity, INT_MAX))
+        return false;
+    std::string encoded(static_cast<std::size_t>(needed), '\0');
+    int size = static_cast<int>(needed);
+    // The codec only reads its input; its signature predates const.
+    if (Base64Encode(const_cast<char*>(data), length, encoded.data(), size) != 0)
+        return false;
+    encoded.resize(static_cast<std::size_t>(size));
+    text.swap(encoded);
+    return true;
 }
 
 } // namespace
 
+static_assert(kLongestEncodable == 1610612730, "the limit documented in xmlutil.h");
+
 bool ConvertBinaryToBase64(char* data, int length, std::string& text)
 {
-    // Ten bytes per input byte and no extra byte for the terminator, unlike
-    // ConvertStringToBase64; both are ample. At least one byte is allocated
-    // for the zero byte of an empty text.
-    int capacity = clamp_to_int(static_cast<std::int64_t>(length) * 10);
-    std::unique_ptr<char[]> scratch(new char[static_cast<std::size_t>(std::max(capacity, 1))]());
-    if (Base64Encode(data, length, scratch.get(), capacity) != 0)
-        return false;
-    text.assign(scratch.get(), static_cast<std::size_t>(capacity));
-    return true;
+    // The conversion offers ten bytes per input byte and no extra byte for
+    // the terminator, unlike ConvertStringToBase64; both are ample.
+    return encode_into(data, length, static_cast<std::int64_t>(length) * 10, text);
 }
 
 bool ConvertStringToBase64(std::string& text)
@@ -932,13 +952,10 @@ bool ConvertStringToBase64(std::string& text)
     if (text.size() > static_cast<std::size_t>(INT_MAX))
         return false;
     const int length = static_cast<int>(text.size());
-    int capacity = clamp_to_int(static_cast<std::int64_t>(length) * 10 + 1);
-    std::unique_ptr<char[]> scratch(new char[static_cast<std::size_t>(capacity)]());
-    // Zero bytes inside the string are encoded like any other byte.
-    if (Base64Encode(text.data(), length, scratch.get(), capacity) != 0)
-        return false;
-    text.assign(scratch.get(), static_cast<std::size_t>(capacity));
-    return true;
+    // Zero bytes inside the string are encoded like any other byte. The new
+    // text is built beside the old one and swapped in, so a failure leaves
+    // the string as it was.
+    return encode_into(text.data(), length, static_cast<std::int64_t>(length) * 10 + 1, text);
 }
 
 bool ConvertBase64ToBinary(std::string text, char* buffer, int& size)
@@ -957,15 +974,17 @@ bool ConvertBase64ToString(std::string& text)
     if (text.size() > static_cast<std::size_t>(INT_MAX))
         return false;
     const int length = static_cast<int>(text.size());
-    // The text length suffices from 13 characters on; shorter texts can
-    // decode to 3 bytes per started group plus the zero byte.
+    // Decoded in place: group i is read from bytes 4i..4i+3 before its bytes
+    // land at 3i..3i+3, so the decoder never overwrites text it has yet to
+    // read, and no second copy of the data is needed. Texts of up to 12
+    // characters can decode to 3 bytes per started group plus the zero byte,
+    // more than their own length; they get room for that first.
     const int groups = length == 0 ? 0 : (length - 1) / 4 + 1;
     int capacity = std::max(length, 3 * groups + 1);
-    std::unique_ptr<char[]> scratch(new char[static_cast<std::size_t>(capacity)]());
-    if (Base64Decode(text.data(), length, scratch.get(), capacity) != 0)
-        return false;
+    text.resize(static_cast<std::size_t>(capacity));
+    // With a capacity of at least the text length the decoder cannot fail.
+    Base64Decode(text.data(), length, text.data(), capacity);
     // Meant for text: decoded data ends at its first zero byte.
-    const char* const decoded = scratch.get();
-    text.assign(decoded, std::find(decoded, decoded + capacity, '\0'));
+    text.resize(std::strlen(text.c_str()));
     return true;
 }

@@ -1,8 +1,15 @@
 #include "test_util.h"
 #include "base64_reference.h"
 
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <climits>
 #include <cstring>
+#include <fstream>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -1051,4 +1058,158 @@ TEST(base64, random_strings_without_zero_byte_survive_round_trip)
             ADD_FAILURE() << "a string of " << length << " bytes did not come back";
     }
     EXPECT_EQ(0, failures);
+}
+
+// ---- Memory and the size limit ----
+
+namespace {
+
+long status_kib(const char* field)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind(field, 0) == 0)
+            return std::stol(line.substr(std::strlen(field)));
+    return -1;
+}
+
+long gBaselineKiB = 0;
+
+// Resets the process's peak resident set (through clear_refs) and makes the
+// present resident set the baseline that peak_growth_kib measures from, so
+// what was allocated before does not count.
+void start_measuring()
+{
+    std::ofstream("/proc/self/clear_refs") << "5";
+    gBaselineKiB = status_kib("VmRSS:");
+}
+
+// Runs `work` in a child process and returns by how many KiB its resident
+// set grew at its peak over the baseline, or -1 when the work failed.
+// `work` may call start_measuring() again once its input is made.
+long peak_growth_kib(const std::function<bool()>& work)
+{
+    int fds[2];
+    if (pipe(fds) != 0)
+        return -1;
+    const pid_t pid = fork();
+    if (pid == 0) {
+        start_measuring();
+        long growth = work() ? status_kib("VmHWM:") - gBaselineKiB : -1;
+        (void)!write(fds[1], &growth, sizeof growth);
+        _exit(0);
+    }
+    close(fds[1]);
+    long growth = -1;
+    if (read(fds[0], &growth, sizeof growth) != static_cast<ssize_t>(sizeof growth))
+        growth = -1;
+    close(fds[0]);
+    waitpid(pid, nullptr, 0);
+    return growth;
+}
+
+// Input pages that cost no memory until written: untouched anonymous pages
+// all read as the one zero page.
+class ZeroPages {
+public:
+    explicit ZeroPages(std::size_t size)
+        : fSize(size), fData(mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))
+    {
+    }
+    ~ZeroPages()
+    {
+        if (fData != MAP_FAILED)
+            munmap(fData, fSize);
+    }
+    ZeroPages(const ZeroPages&) = delete;
+    ZeroPages& operator=(const ZeroPages&) = delete;
+    char* data() const { return fData == MAP_FAILED ? nullptr : static_cast<char*>(fData); }
+
+private:
+    std::size_t fSize;
+    void* fData;
+};
+
+constexpr int kLongestEncodable = 1610612730;
+constexpr long kMiB = 1024;
+
+} // namespace
+
+TEST(base64, binary_to_base64_peaks_at_its_text_not_ten_times_its_input)
+{
+    // 64 MiB of input, 85.3 MiB of text; the old scratch array alone was
+    // 640 MiB. The input is made before the peak is measured.
+    const std::size_t n = 64u << 20;
+    const long growth = peak_growth_kib([n] {
+        std::string input(n, 'x');
+        start_measuring();
+        std::string text;
+        return ConvertBinaryToBase64(input.data(), static_cast<int>(n), text) && text.size() == 4 * ((n + 2) / 3)
+            && text.compare(0, 4, "eHh4") == 0;
+    });
+    ASSERT_GE(growth, 0);
+#if !defined(__SANITIZE_ADDRESS__)
+    EXPECT_LT(growth, 64 * kMiB + 86 * kMiB + 8 * kMiB);
+#endif
+}
+
+TEST(base64, string_to_base64_peaks_at_input_plus_text)
+{
+    const std::size_t n = 64u << 20;
+    const long growth = peak_growth_kib([n] {
+        std::string text(n, 'x');
+        return ConvertStringToBase64(text) && text.size() == 4 * ((n + 2) / 3);
+    });
+    ASSERT_GE(growth, 0);
+#if !defined(__SANITIZE_ADDRESS__)
+    EXPECT_LT(growth, 64 * kMiB + 86 * kMiB + 8 * kMiB);
+#endif
+}
+
+TEST(base64, base64_to_string_decodes_in_the_space_of_its_text)
+{
+    // 86 MiB of text decode to 64 MiB of 'x' bytes in the text's own buffer.
+    const std::size_t groups = (64u << 20) / 3;
+    const long growth = peak_growth_kib([groups] {
+        std::string text;
+        text.reserve(4 * groups);
+        for (std::size_t i = 0; i < groups; ++i)
+            text += "eHh4";
+        start_measuring();
+        return ConvertBase64ToString(text) && text.size() == 3 * groups
+            && text.find_first_not_of('x') == std::string::npos;
+    });
+    ASSERT_GE(growth, 0);
+#if !defined(__SANITIZE_ADDRESS__)
+    // The decoded text lives where the Base64 text was: it grows by nothing
+    // but a constant.
+    EXPECT_LT(growth, 8 * kMiB);
+#endif
+}
+
+TEST(base64, longest_encodable_input_is_exactly_the_documented_limit)
+{
+    // One byte more than the limit fails at once, before reading any input,
+    // and leaves the text alone; neither call may touch the input beyond n.
+    ZeroPages input(static_cast<std::size_t>(kLongestEncodable) + 1);
+    ASSERT_NE(nullptr, input.data());
+    std::string text = "previous";
+    EXPECT_FALSE(ConvertBinaryToBase64(input.data(), kLongestEncodable + 1, text));
+    EXPECT_EQ("previous", text);
+    EXPECT_FALSE(ConvertBinaryToBase64(input.data(), INT_MAX, text));
+    EXPECT_EQ("previous", text);
+
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the 2 GiB text of the longest input is left to the plain build";
+#else
+    // The limit itself encodes in full: 536,870,910 groups of "AAAA".
+    const long growth = peak_growth_kib([&input] {
+        std::string encoded;
+        return ConvertBinaryToBase64(input.data(), kLongestEncodable, encoded)
+            && encoded.size() == 2147483640u && encoded.compare(0, 8, "AAAAAAAA") == 0
+            && encoded.find_first_not_of('A') == std::string::npos;
+    });
+    ASSERT_GE(growth, 0);
+    EXPECT_LT(growth, 2048 * kMiB + 8 * kMiB);
+#endif
 }
