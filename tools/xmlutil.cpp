@@ -1,6 +1,6 @@
 // xmlutil: reads and edits XML configuration files from the shell, through
 // the library's document facade. Run `xmlutil --help` for the commands.
-#include "atomic_write.h"
+#include "file_replace.h"
 
 #include "xmlutil.h"
 
@@ -19,8 +19,8 @@
 
 namespace {
 
-using xmlutil_cli::replace_file_content;
-using xmlutil_cli::write_all;
+using xmlutil_detail::replace_file_content;
+using xmlutil_detail::write_all;
 
 enum exit_status { exit_ok = 0, exit_not_found = 1, exit_usage = 2, exit_failure = 3 };
 
