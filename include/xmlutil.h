@@ -302,6 +302,17 @@ public:
     /// Writes the whole document to `fileName`, replacing its content. A file
     /// that cannot be written is not reported. The second argument is unused.
     void SaveToFile(const std::string& fileName, unsigned int mode = 0);
+    /// Writes the whole document to `fileName` as SaveToFile does, but says
+    /// whether it worked. The old content stays whole until the new content
+    /// is safely on disk; a symbolic link stays a link, a hard-linked file
+    /// keeps its other names, and a FIFO or device is written to directly.
+    /// A file whose mode has no write permission is refused, even for root.
+    /// \param fileName the file to write, created if missing
+    /// \param reason set to one line naming the cause on failure, such as
+    ///        "directory not writable" or "no space left on device";
+    ///        cleared on success
+    /// \return true when the whole document was saved
+    bool TrySaveToFile(const std::string& fileName, std::string& reason);
 
     /// True only when both objects are empty: a loaded object is unequal to
     /// everything, itself included. Iterators rely on this.

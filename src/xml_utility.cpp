@@ -1,3 +1,4 @@
+#include "file_replace.h"
 #include "internal.h"
 
 #include <fcntl.h>
@@ -22,69 +23,18 @@ namespace {
     throw cTextException("%s", message);
 }
 
-// A file written in large blocks. Flushing costs nothing, so the writer's
-// std::endl after every line does not become a system call per line; the
-// bytes are the same. Failures are not reported, as SaveToFile promises.
-class BlockFileBuffer : public std::streambuf {
-public:
-    explicit BlockFileBuffer(const std::string& fileName)
-        : fFile(::open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666))
-    {
-        if (fFile >= 0) {
-            fBuffer.reset(new char[kSize]);
-            setp(fBuffer.get(), fBuffer.get() + kSize);
-        }
-    }
-    BlockFileBuffer(const BlockFileBuffer&) = delete;
-    BlockFileBuffer& operator=(const BlockFileBuffer&) = delete;
-    ~BlockFileBuffer() override { close(); }
-
-    void close()
-    {
-        if (fFile < 0)
-            return;
-        write_out();
-        ::close(fFile);
-        fFile = -1;
-    }
-
-protected:
-    int_type overflow(int_type ch) override
-    {
-        if (fFile < 0)
-            return traits_type::eof();
-        write_out();
-        if (!traits_type::eq_int_type(ch, traits_type::eof())) {
-            *pptr() = traits_type::to_char_type(ch);
-            pbump(1);
-        }
-        return traits_type::not_eof(ch);
-    }
-
-    int sync() override { return 0; }
-
-private:
-    static constexpr std::size_t kSize = std::size_t{1} << 20;
-
-    void write_out()
-    {
-        const char* data = pbase();
-        std::size_t left = static_cast<std::size_t>(pptr() - pbase());
-        while (left > 0) {
-            const ssize_t written = ::write(fFile, data, left);
-            if (written < 0 && errno == EINTR)
-                continue;
-            if (written <= 0)
-                break;
-            data += written;
-            left -= static_cast<std::size_t>(written);
-        }
-        setp(fBuffer.get(), fBuffer.get() + kSize);
-    }
-
-    int fFile;
-    std::unique_ptr<char[]> fBuffer;
-};
+// Writes the document through a replacement of the file, so that a failed
+// save leaves the old content whole. The writer does not flush line by line
+// here; the replacement writes in large blocks.
+replace_failure save_document(DOM_Document& document, const std::string& fileName)
+{
+    file_replacement file(fileName);
+    if (file.failure())
+        return file.failure();
+    std::ostream out(&file);
+    write_tree(out, document, false);
+    return file.commit();
+}
 
 // Records that this thread's facades have let go of, kept for reuse: a new
 // record costs three allocations (the record, and the map and first block of
@@ -299,10 +249,19 @@ void cXML_Utility::SaveToFile(const std::string& fileName, unsigned int)
     // Checked before the file is opened, so that its content is not lost.
     if (pData->Document.isNull())
         fail("cXML_Utility::SaveToFile(): cannot save a class without document!");
-    BlockFileBuffer file(fileName);
-    std::ostream out(&file);
-    write_tree(out, pData->Document, false);
-    file.close();
+    // SaveToFile reports nothing; TrySaveToFile is for callers that ask.
+    (void)save_document(pData->Document, fileName);
+}
+
+bool cXML_Utility::TrySaveToFile(const std::string& fileName, std::string& reason)
+{
+    if (!pData)
+        fail("cXML_Utility::TrySaveToFile(): cannot save an empty class!");
+    if (pData->Document.isNull())
+        fail("cXML_Utility::TrySaveToFile(): cannot save a class without document!");
+    const replace_failure failure = save_document(pData->Document, fileName);
+    reason = replace_failure_message(failure);
+    return !failure;
 }
 
 // Deliberately true only for two empty objects: a loaded object is unequal to
