@@ -1,6 +1,7 @@
 // xmlutil: reads and edits XML configuration files from the shell, through
 // the library's document facade. Run `xmlutil --help` for the commands.
 #include "file_replace.h"
+#include "edit_check.h"
 
 #include "xmlutil.h"
 
@@ -8,8 +9,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <algorithm>
 #include <exception>
+#include <functional>
 #include <fcntl.h>
+#include <streambuf>
+#include <sys/file.h>
 #include <new>
 #include <sstream>
 #include <string>
@@ -19,8 +24,11 @@
 
 namespace {
 
-using xmlutil_detail::replace_file_content;
 using xmlutil_detail::write_all;
+using xmlutil_cli::compare_documents;
+using xmlutil_cli::document_difference;
+using xmlutil_cli::find_unwritable;
+using xmlutil_cli::locate_construct;
 
 enum exit_status { exit_ok = 0, exit_not_found = 1, exit_usage = 2, exit_failure = 3 };
 
@@ -50,6 +58,10 @@ direct child. So a <port> nested in an earlier sibling hides a direct child
 
 Text is ISO-8859-1, one byte per character.
 
+FILE "-" is standard input. Standard input, a pipe or a device is read once,
+up to 1 GiB; a regular file is read by name, so that its DTD and entities
+are found beside it.
+
 Exit status: 0 success, 1 not found, 2 usage error, 3 parse or I/O error.
 Errors are reported in one line on standard error.
 )";
@@ -77,10 +89,24 @@ Sets the text of the element that PATH names, or the attribute
 children, and saves FILE in the library's format (what "format" prints).
 The library saves text without its surrounding white space.
 
+Nothing else in FILE may change on the way. Before FILE is replaced, the new
+text is parsed again and compared with the edited document. When anything
+outside the edited value would be changed or lost by the library's format (a
+document type declaration, an entity reference, a name, comment, processing
+instruction or CDATA section with characters beyond ISO-8859-1), set names the
+first difference with its line and column, leaves FILE alone and exits with 3.
+A VALUE with a control character other than tab, line feed and carriage return
+cannot be held by XML 1.0 and is refused (exit 2).
+
 The save is atomic: the document goes to a new file in the directory of FILE,
 which is flushed to disk, given the permission bits (and, where allowed, the
 owner) of FILE and renamed over it. On any failure FILE stays as it was and the
 new file is removed. When FILE is a symbolic link, its target is replaced.
+
+From reading FILE to replacing it, set holds an exclusive flock(2) lock on
+it: concurrent set commands on one file take their turns, and none loses the
+other's change. Readers need no lock, as they never see a partial file.
+FILE "-" reads standard input and writes the result to standard output.
 
 An element that the lookup rule cannot reach, because one of the same name
 nested in an earlier sibling comes first, would stay unreachable if created
@@ -191,6 +217,50 @@ void write_stdout(const std::string& text)
     write_stdout(text.data(), text.size());
 }
 
+// Standard output as a stream, written in blocks as the document is
+// formatted: output of any size goes out whole, or the command fails.
+class stdout_buffer : public std::streambuf {
+public:
+    stdout_buffer() { setp(fBlock, fBlock + sizeof fBlock); }
+    stdout_buffer(const stdout_buffer&) = delete;
+    stdout_buffer& operator=(const stdout_buffer&) = delete;
+
+    // Writes what is left; throws for the first write that failed.
+    void finish()
+    {
+        sync();
+        if (fError != 0) {
+            throw system_error("standard output", fError);
+        }
+    }
+
+protected:
+    int_type overflow(int_type ch) override
+    {
+        if (sync() != 0) {
+            return traits_type::eof();
+        }
+        if (!traits_type::eq_int_type(ch, traits_type::eof())) {
+            *pptr() = traits_type::to_char_type(ch);
+            pbump(1);
+        }
+        return traits_type::not_eof(ch);
+    }
+
+    int sync() override
+    {
+        if (fError == 0 && pptr() > pbase()) {
+            fError = write_all(STDOUT_FILENO, pbase(), static_cast<std::size_t>(pptr() - pbase()));
+        }
+        setp(fBlock, fBlock + sizeof fBlock);
+        return fError == 0 ? 0 : -1;
+    }
+
+private:
+    char fBlock[65536];
+    int fError = 0;
+};
+
 // ---- Arguments -----------------------------------------------------------------------
 
 struct command_args {
@@ -296,38 +366,132 @@ xml_path parse_path(const std::string& text)
 
 // ---- Documents ------------------------------------------------------------------------
 
-// The parser's reports for a missing or unreadable file or a directory carry
-// no file name ("file , line 0"); the system's words are clearer.
-void check_readable(const std::string& file)
+// What standard input, a pipe or a device may bring: it has to be held in
+// memory, and has no size to check beforehand.
+constexpr std::size_t max_stream_input = std::size_t(1) << 30;
+
+// A document to read. A regular file is parsed by its name, so that its DTD
+// and entities resolve beside it. Standard input ("-"), a pipe or a device is
+// read once into memory: it cannot be opened a second time for the parser.
+struct input {
+    std::string name;  // as given
+    std::string label; // for messages
+    bool in_memory = false;
+    std::string bytes;
+};
+
+std::string read_all(int fd, const std::string& label)
 {
-    int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    std::string bytes;
+    char block[65536];
+    for (;;) {
+        const ssize_t got = read(fd, block, sizeof block);
+        if (got == 0) {
+            return bytes;
+        }
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throw system_error(label, errno);
+        }
+        if (bytes.size() + static_cast<std::size_t>(got) > max_stream_input) {
+            throw cli_exit{exit_failure, label + ": more than 1 GiB, the most read from a pipe or device"};
+        }
+        bytes.append(block, static_cast<std::size_t>(got));
+    }
+}
+
+input open_input(const std::string& file)
+{
+    input in;
+    in.name = file;
+    in.label = file == "-" ? "standard input" : file;
+    if (file == "-") {
+        in.in_memory = true;
+        in.bytes = read_all(STDIN_FILENO, in.label);
+        return in;
+    }
+    // The parser's reports for a missing or unreadable file or a directory
+    // carry no file name ("file , line 0"); the system's words are clearer.
+    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         throw system_error(file, errno);
     }
     struct stat st {};
-    const int stat_result = fstat(fd, &st);
-    const int stat_error = errno;
-    close(fd);
-    if (stat_result != 0) {
-        throw system_error(file, stat_error);
+    if (fstat(fd, &st) != 0) {
+        const int error = errno;
+        close(fd);
+        throw system_error(file, error);
     }
     if (S_ISDIR(st.st_mode)) {
+        close(fd);
         throw system_error(file, EISDIR);
+    }
+    if (!S_ISREG(st.st_mode)) {
+        in.in_memory = true;
+        try {
+            in.bytes = read_all(fd, file);
+        } catch (...) {
+            close(fd);
+            throw;
+        }
+    }
+    close(fd);
+    return in;
+}
+
+// The parser reads a name that starts like a URL ("file:/x.xml") as that
+// URL, not as the local file; "./" keeps it a file name.
+std::string system_id_of(const std::string& file)
+{
+    const std::string::size_type colon = file.find(':');
+    if (colon != std::string::npos && colon < file.find('/')) {
+        return "./" + file;
+    }
+    return file;
+}
+
+// A parse failure of text read into memory names the input, not the
+// library's name for a buffer.
+cli_exit parse_failure(const input& in, const cTextException& e)
+{
+    std::string message = one_line(e.what());
+    static const std::string buffer_id = "XMLRead_ParseBufferID";
+    if (in.in_memory) {
+        for (std::string::size_type at; (at = message.find(buffer_id)) != std::string::npos;) {
+            message.replace(at, buffer_id.size(), in.label);
+        }
+    }
+    return {exit_failure, message};
+}
+
+unsigned int buffer_length(const input& in)
+{
+    // Below 4 GiB by max_stream_input.
+    return static_cast<unsigned int>(in.bytes.size());
+}
+
+void load(cXML_Utility& xml, const input& in)
+{
+    try {
+        const bool loaded = in.in_memory ? xml.Parse(in.bytes.data(), buffer_length(in))
+                                         : xml.Parse(system_id_of(in.name));
+        if (!loaded) {
+            throw cli_exit{exit_failure, in.label + ": cannot be parsed"};
+        }
+    } catch (const cTextException& e) {
+        throw parse_failure(in, e);
     }
 }
 
-void load(cXML_Utility& xml, const std::string& file)
+DOM_Document parse_document(const input& in)
 {
-    check_readable(file);
-    // The parser reads a name that starts like a URL ("file:/x.xml") as that
-    // URL, not as the local file just checked; "./" keeps it a file name.
-    std::string system_id = file;
-    const std::string::size_type colon = file.find(':');
-    if (colon != std::string::npos && colon < file.find('/')) {
-        system_id = "./" + file;
-    }
-    if (!xml.Parse(system_id)) {
-        throw cli_exit{exit_failure, file + ": cannot be parsed"};
+    try {
+        return in.in_memory ? ParseBuffer(in.bytes.data(), buffer_length(in), false)
+                            : ParseFile(system_id_of(in.name), false);
+    } catch (const cTextException& e) {
+        throw parse_failure(in, e);
     }
 }
 
@@ -376,7 +540,7 @@ int run_get(int argc, char** argv)
     const xml_path path = parse_path(args.operands[1]);
 
     cXML_Utility xml(0);
-    load(xml, file);
+    load(xml, open_input(file));
     std::string value;
     bool found = walk(xml, path.steps);
     if (found) {
@@ -393,6 +557,183 @@ std::string dom_message(const DOM_DOMException& e)
     return text.empty() ? "DOM error " + std::to_string(static_cast<int>(e.code)) : one_line(text);
 }
 
+// Holds an exclusive flock(2) lock on a file from reading it to replacing it,
+// so that concurrent sets of one file each see the other's change. A save
+// replaces the file by renaming, so a lock won on a file that has been
+// replaced meanwhile is let go and taken on the new one.
+class file_lock {
+public:
+    explicit file_lock(const std::string& file)
+    {
+        for (;;) {
+            // Checked before opening: opening a FIFO would wait for a writer.
+            struct stat named {};
+            if (stat(file.c_str(), &named) == 0 && !S_ISREG(named.st_mode) && !S_ISDIR(named.st_mode)) {
+                throw not_regular(file);
+            }
+            fFd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+            if (fFd < 0) {
+                throw system_error(file, errno);
+            }
+            struct stat locked {};
+            if (fstat(fFd, &locked) != 0) {
+                fail(file, errno);
+            }
+            if (S_ISDIR(locked.st_mode)) {
+                fail(file, EISDIR);
+            }
+            if (!S_ISREG(locked.st_mode)) {
+                close(fFd);
+                throw not_regular(file);
+            }
+            while (flock(fFd, LOCK_EX) != 0) {
+                if (errno != EINTR) {
+                    fail(file, errno);
+                }
+            }
+            struct stat now {};
+            if (stat(file.c_str(), &now) == 0 && now.st_dev == locked.st_dev && now.st_ino == locked.st_ino) {
+                return;
+            }
+            close(fFd);
+        }
+    }
+    ~file_lock() { close(fFd); }
+    file_lock(const file_lock&) = delete;
+    file_lock& operator=(const file_lock&) = delete;
+
+    // The locked file's bytes, read again only to point at a difference.
+    std::string content() const
+    {
+        std::string bytes;
+        char block[65536];
+        for (off_t at = 0;;) {
+            const ssize_t got = pread(fFd, block, sizeof block, at);
+            if (got <= 0) {
+                return bytes;
+            }
+            bytes.append(block, static_cast<std::size_t>(got));
+            at += got;
+        }
+    }
+
+private:
+    static cli_exit not_regular(const std::string& file)
+    {
+        return {exit_usage,
+                file + ": not a regular file; set replaces files only (\"-\" edits standard input to standard output)"};
+    }
+
+    [[noreturn]] void fail(const std::string& file, int error)
+    {
+        close(fFd);
+        throw system_error(file, error);
+    }
+
+    int fFd = -1;
+};
+
+// XML 1.0 holds no control characters but tab, line feed and carriage return.
+void check_value(const std::string& value)
+{
+    for (std::string::size_type i = 0; i < value.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(value[i]);
+        if (c < 0x20 && c != '\t' && c != '\n' && c != '\r') {
+            char hex[8];
+            std::snprintf(hex, sizeof hex, "0x%02X", c);
+            throw cli_exit{exit_usage, "VALUE holds the control character " + std::string(hex) + " at offset " +
+                                           std::to_string(i) + ", which XML 1.0 cannot hold"};
+        }
+    }
+}
+
+// Applies the set to `doc`; the elements it had to create go to `created`.
+void apply_set(DOM_Document& doc, const xml_path& path, const std::string& value, const std::string& label,
+               std::vector<DOM_Node>& created)
+{
+    DOM_Node node = doc.getDocumentElement();
+    std::vector<std::string> done;
+    for (const std::string& step : path.steps) {
+        DOM_Node next = GetNodeByName(node, step);
+        if (next.isNull()) {
+            DOM_Element element;
+            try {
+                CreateNewElement(step, element, node, doc);
+            } catch (const DOM_DOMException& e) {
+                throw cli_exit{exit_usage, "invalid element name '" + step + "': " + dom_message(e)};
+            }
+            created.push_back(element);
+            // A new last child is reachable by the lookup only if no element of
+            // its name lies below the parent already; otherwise the first one,
+            // nested deeper, still hides it.
+            next = GetNodeByName(node, step);
+            if (next.isNull()) {
+                const std::string parent = done.empty() ? "the root" : "<" + done.back() + ">";
+                throw cli_exit{exit_not_found, "cannot reach '" + join_steps(path.steps) + "' in " + label +
+                                                   ": the first <" + step + "> below " + parent +
+                                                   " in document order is not its child"};
+            }
+        }
+        node = next;
+        done.push_back(step);
+    }
+    if (path.has_attribute) {
+        DOM_Element element = static_cast<DOM_Element&>(node);
+        try {
+            SetNodeAttribute(path.attribute, value, element);
+        } catch (const DOM_DOMException& e) {
+            throw cli_exit{exit_usage, "invalid attribute name '" + path.attribute + "': " + dom_message(e)};
+        }
+    } else {
+        SaveDataToNode(value, node, doc);
+    }
+}
+
+// The saved form of the edited document, once it is certain to read back as
+// that document: nothing outside the edit may change or get lost on the way
+// through the library's format (names or comments beyond ISO-8859-1, a
+// document type, entity references, characters the format cannot carry).
+std::string checked_output(DOM_Document& doc, const std::vector<DOM_Node>& created, const std::string& label,
+                           const std::function<std::string()>& original)
+{
+    const auto is_new = [&created](const DOM_Node& node) {
+        return std::find(created.begin(), created.end(), node) != created.end();
+    };
+    const auto refuse = [&](const document_difference& difference) {
+        std::string where;
+        unsigned long line = 0;
+        unsigned long column = 0;
+        if (locate_construct(original(), difference.construct, line, column)) {
+            where = "line " + std::to_string(line) + ", column " + std::to_string(column) + ": ";
+        }
+        return cli_exit{exit_failure,
+                        "refusing to save " + label + ": " + where + difference.what + "; the file is unchanged"};
+    };
+    const document_difference unwritable = find_unwritable(doc, is_new);
+    if (unwritable.found) {
+        throw refuse(unwritable);
+    }
+
+    std::ostringstream text;
+    text << doc;
+    if (!text || text.str().size() > max_stream_input * 3) {
+        throw cli_exit{exit_failure, "cannot save " + label + ": the document could not be written"};
+    }
+    const std::string bytes = text.str();
+    DOM_Document again;
+    try {
+        again = ParseBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()), false);
+    } catch (const cTextException& e) {
+        throw cli_exit{exit_failure, "refusing to save " + label + ": the library's format of it would not parse (" +
+                                         one_line(e.what()) + "); the file is unchanged"};
+    }
+    const document_difference difference = compare_documents(doc, again, is_new);
+    if (difference.found) {
+        throw refuse(difference);
+    }
+    return bytes;
+}
+
 int run_set(int argc, char** argv)
 {
     const std::string usage = "xmlutil set FILE PATH VALUE";
@@ -405,47 +746,32 @@ int run_set(int argc, char** argv)
     const std::string& file = args.operands[0];
     const xml_path path = parse_path(args.operands[1]);
     const std::string& value = args.operands[2];
+    check_value(value);
 
-    cXML_Utility xml(0);
-    load(xml, file);
-    std::vector<std::string> done;
-    for (const std::string& step : path.steps) {
-        if (!xml.ActivateNode(step)) {
-            try {
-                xml.CreateAndActivateNewElement(step);
-            } catch (const DOM_DOMException& e) {
-                throw cli_exit{exit_usage, "invalid element name '" + step + "': " + dom_message(e)};
-            }
-            // A new last child is reachable by the lookup only if no element of
-            // its name lies below the parent already; otherwise the first one,
-            // nested deeper, still hides it.
-            xml.DeactivateNode();
-            if (!xml.ActivateNode(step)) {
-                const std::string parent = done.empty() ? "the root" : "<" + done.back() + ">";
-                throw cli_exit{exit_not_found, "cannot reach '" + join_steps(path.steps) + "' in " + file +
-                                                   ": the first <" + step + "> below " + parent +
-                                                   " in document order is not its child"};
-            }
-        }
-        done.push_back(step);
-    }
-    if (path.has_attribute) {
-        try {
-            xml.SaveNodeAttribute(path.attribute, value);
-        } catch (const DOM_DOMException& e) {
-            throw cli_exit{exit_usage, "invalid attribute name '" + path.attribute + "': " + dom_message(e)};
-        }
-    } else {
-        xml.SaveDataToNode(value);
+    std::vector<DOM_Node> created;
+    if (file == "-") {
+        const input in = open_input(file);
+        DOM_Document doc = parse_document(in);
+        apply_set(doc, path, value, in.label, created);
+        write_stdout(checked_output(doc, created, in.label, [&in] { return in.bytes; }));
+        return exit_ok;
     }
 
-    std::ostringstream text;
-    xml.SaveToStream(text);
-    if (!text) {
-        throw cli_exit{exit_failure, "cannot save " + file + ": the document could not be written"};
-    }
-    if (int error = replace_file_content(file, text.str())) {
-        throw system_error("cannot save " + file, error);
+    const file_lock lock(file);
+    input in;
+    in.name = file;
+    in.label = file;
+    DOM_Document doc = parse_document(in);
+    apply_set(doc, path, value, file, created);
+    const std::string bytes = checked_output(doc, created, file, [&lock] { return lock.content(); });
+    // Renaming a new file over one name of a hard-linked file would leave
+    // the other names with the old content; copying into it is not atomic.
+    xmlutil_detail::replace_options options;
+    options.hard_links = xmlutil_detail::hard_link_policy::refuse;
+    const xmlutil_detail::replace_failure failure = xmlutil_detail::replace_file(file, bytes, options);
+    if (failure) {
+        throw cli_exit{exit_failure, "cannot save " + file + ": " + xmlutil_detail::replace_failure_message(failure) +
+                                         "; the file is unchanged"};
     }
     return exit_ok;
 }
@@ -482,7 +808,7 @@ int run_list(int argc, char** argv)
     }
 
     cXML_Utility xml(0);
-    load(xml, file);
+    load(xml, open_input(file));
     if (!walk(xml, path.steps)) {
         throw cli_exit{exit_not_found, "no element '" + join_steps(path.steps) + "' in " + file};
     }
@@ -507,10 +833,18 @@ int run_format(int argc, char** argv)
     }
     expect_operands(args, {"FILE"}, usage);
     cXML_Utility xml(0);
-    load(xml, args.operands[0]);
-    std::ostringstream text;
-    xml.SaveToStream(text);
-    write_stdout(text.str());
+    load(xml, open_input(args.operands[0]));
+    stdout_buffer buffer;
+    std::ostream out(&buffer);
+    // A failed write ends the writer at once instead of formatting the rest
+    // of the document for nobody.
+    out.exceptions(std::ios::badbit);
+    try {
+        xml.SaveToStream(out);
+        out.flush();
+    } catch (const std::ios::failure&) {
+    }
+    buffer.finish();
     return exit_ok;
 }
 
@@ -671,6 +1005,9 @@ int main(int argc, char** argv)
     // A write beyond the file size limit then fails with EFBIG, which the
     // save reports and cleans up after, instead of killing the process.
     std::signal(SIGXFSZ, SIG_IGN);
+    // A closed pipe then fails the write with EPIPE, which is reported,
+    // instead of ending the process without a word.
+    std::signal(SIGPIPE, SIG_IGN);
 
     cli_exit result{exit_ok, ""};
     try {

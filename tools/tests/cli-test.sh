@@ -272,7 +272,7 @@ case_set_failed_write_keeps_original() {
     } > conf/big.xml
     cp conf/big.xml big.orig
     run_limited 8 set conf/big.xml entry@id 0
-    expect 3 "" $'xmlutil: cannot save conf/big.xml: File too large\n'
+    expect 3 "" $'xmlutil: cannot save conf/big.xml: file too large; the file is unchanged\n'
     same_file big.orig conf/big.xml
     only_files "big.xml config.xml "
 }
@@ -544,6 +544,218 @@ case_usage_invalid_paths() {
 case_usage_base64_mode() {
     run base64 encrypt
     expect 2 "" $'xmlutil: unknown mode \'encrypt\' (usage: xmlutil base64 encode|decode)\n'
+}
+
+# ---- safety -------------------------------------------------------------------------
+
+# run_bounded SECONDS ARG...: run, killed after SECONDS (status 124).
+run_bounded() {
+    local seconds=$1
+    shift
+    last="xmlutil $*"
+    set +e
+    timeout "$seconds" "$tool" "$@" < "${input:-/dev/null}" > run.out 2> run.err
+    status=$?
+    set -e
+}
+
+case_set_refuses_name_beyond_latin1() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config>\n  <\xe5\x90\x8d\xe5\xad\x97>x</\xe5\x90\x8d\xe5\xad\x97>\n  <a>1</a>\n</config>\n' > conf/cjk.xml
+    cp conf/cjk.xml before.xml
+    run set conf/cjk.xml a 2
+    expect 3 "" $'xmlutil: refusing to save conf/cjk.xml: line 3, column 7: element <\xe5\x90\x8d\xe5\xad\x97> holds characters beyond ISO-8859-1, which the library\'s format cannot write; the file is unchanged\n'
+    same_file before.xml conf/cjk.xml
+    only_files "cjk.xml config.xml "
+}
+
+case_set_refuses_comment_cdata_pi_beyond_latin1() {
+    printf '<c>\n  <!-- caf\xc3\xa9 \xe2\x82\xac -->\n  <b>1</b>\n</c>\n' > conf/comment.xml
+    printf '<c>\n  <x><![CDATA[\xe2\x82\xac]]></x>\n  <b>1</b>\n</c>\n' > conf/cdata.xml
+    printf '<c>\n  <?pi \xe2\x82\xac?>\n  <b>1</b>\n</c>\n' > conf/pi.xml
+    cp conf/comment.xml conf/cdata.xml conf/pi.xml .
+    run set conf/comment.xml b 2
+    expect 3 "" $'xmlutil: refusing to save conf/comment.xml: line 2, column 18: a comment holds characters beyond ISO-8859-1, which the library\'s format cannot write; the file is unchanged\n'
+    run set conf/cdata.xml b 2
+    expect 3 "" $'xmlutil: refusing to save conf/cdata.xml: line 2, column 19: a CDATA section holds characters beyond ISO-8859-1, which the library\'s format cannot write; the file is unchanged\n'
+    run set conf/pi.xml b 2
+    expect 3 "" $'xmlutil: refusing to save conf/pi.xml: line 2, column 11: the processing instruction <?pi?> holds characters beyond ISO-8859-1, which the library\'s format cannot write; the file is unchanged\n'
+    same_file comment.xml conf/comment.xml
+    same_file cdata.xml conf/cdata.xml
+    same_file pi.xml conf/pi.xml
+    # Characters beyond ISO-8859-1 in text and attribute values are written
+    # as character references and read back the same: those files are saved.
+    printf '<c a="\xe2\x82\xac">\xe2\x82\xac<b>1</b></c>' > conf/refs.xml
+    run set conf/refs.xml b 2
+    expect 0 "" ""
+    run get conf/refs.xml @a
+    expect 0 $'?\n' ""
+    run format conf/refs.xml
+    expect 0 $'<?xml version=\'1.0\' encoding=\'ISO-8859-1\' ?>\n<c a="&#8364;">&#8364;    <b>2</b>\n</c>\n' ""
+}
+
+case_set_refuses_to_drop_doctype_and_expand_entities() {
+    printf 'from a file\n' > conf/part.txt
+    printf '<!DOCTYPE c [\n<!ENTITY e "hello">\n<!ENTITY f SYSTEM "part.txt">\n]>\n<c>\n  <a>&e;</a>\n  <b>1</b>\n</c>\n' > conf/dt.xml
+    cp conf/dt.xml before.xml
+    run set conf/dt.xml b 2
+    expect 3 "" $'xmlutil: refusing to save conf/dt.xml: line 1, column 13: the document type declaration would be lost or changed by the library\'s format; the file is unchanged\n'
+    same_file before.xml conf/dt.xml
+    only_files "config.xml dt.xml part.txt "
+}
+
+case_set_refuses_control_characters() {
+    cp conf/config.xml before.xml
+    run set conf/config.xml database/host $'db\x01'
+    expect 2 "" $'xmlutil: VALUE holds the control character 0x01 at offset 2, which XML 1.0 cannot hold\n'
+    run set conf/config.xml database@x $'\x1b[31m'
+    expect 2 "" $'xmlutil: VALUE holds the control character 0x1B at offset 0, which XML 1.0 cannot hold\n'
+    same_file before.xml conf/config.xml
+    # Tab, line feed and carriage return are characters of XML.
+    run set conf/config.xml database/host $'a\tb'
+    expect 0 "" ""
+    run get conf/config.xml database/host
+    expect 0 $'a\tb\n' ""
+}
+
+case_dash_reads_standard_input() {
+    input=conf/config.xml run get - database/host
+    expect 0 $'db.example.local\n' ""
+    input=conf/config.xml run list - database/user
+    expect 0 "" ""
+    input=conf/config.xml run format -
+    "$tool" format conf/config.xml > want.out
+    expect_out_file 0 want.out ""
+    # set - edits standard input onto standard output and touches no file.
+    cp conf/config.xml before.xml
+    input=conf/config.xml run set - database/host other
+    "$tool" format - < run.out > /dev/null
+    "$tool" get - database/host < run.out > value.out
+    [ "$(cat value.out)" = other ] || fail "set - wrote $(cat value.out)"
+    same_file before.xml conf/config.xml
+    printf '<a><b>1</b>' > broken.xml
+    input=broken.xml run get - b
+    expect 3 "" $'xmlutil: Fatal Error at (file standard input, line 1, char 12): input ended before all started tags were ended; last tag started is \'a\'\n'
+}
+
+case_fifo_is_read_once() {
+    mkfifo conf/pipe.xml
+    cat conf/config.xml > conf/pipe.xml &
+    run_bounded 10 get conf/pipe.xml database/host
+    expect 0 $'db.example.local\n' ""
+    wait
+    cat conf/config.xml > conf/pipe.xml &
+    run_bounded 10 format conf/pipe.xml
+    [ "$status" = 0 ] || fail "format of a pipe: exit status $status"
+    wait
+    run set conf/pipe.xml database/host x
+    expect 2 "" $'xmlutil: conf/pipe.xml: not a regular file; set replaces files only ("-" edits standard input to standard output)\n'
+}
+
+# Two writers, 60 sets each of keys of their own: every one of the 120 lands.
+case_set_concurrent_updates_are_not_lost() {
+    printf '<c>\n</c>\n' > conf/shared.xml
+    local writer
+    for writer in a b; do
+        (
+            for i in $(seq 1 60); do
+                "$tool" set conf/shared.xml "$writer$i" "$i" || echo "set $writer$i failed" >> errors.txt
+            done
+        ) &
+    done
+    wait
+    [ ! -s errors.txt ] || fail "$(cat errors.txt)"
+    for writer in a b; do
+        for i in $(seq 1 60); do
+            run get conf/shared.xml "$writer$i"
+            [ "$status" = 0 ] && [ "$(cat run.out)" = "$i" ] || fail "update $writer$i lost"
+        done
+    done
+    only_files "config.xml shared.xml "
+}
+
+# A document whose library format is 1.2 GiB: it leaves in full, in blocks,
+# also where the process may not hold that much memory.
+case_format_streams_large_output() {
+    local n=18000
+    awk -v n=$n 'BEGIN { for (i = 0; i < n; i++) printf "<e>"; for (i = 0; i < n; i++) printf "</e>" }' > conf/deep.xml
+    local size=$((45 + (n - 1) * 9 + 8 * (n - 1) * (n - 2) / 2 + 4 * (n - 1) + 5))
+    last="xmlutil format conf/deep.xml | wc -c"
+    local got
+    got=$("$tool" format conf/deep.xml | wc -c)
+    [ "$got" = "$size" ] || fail "$got bytes written, expected $size"
+    # AddressSanitizer reserves terabytes of address space up front.
+    if ! ldd "$tool" | grep -q 'libasan\|libtsan'; then
+        last="(ulimit -v 1500000; xmlutil format conf/deep.xml) | wc -c"
+        got=$( (ulimit -v 1500000 && exec "$tool" format conf/deep.xml) | wc -c)
+        [ "$got" = "$size" ] || fail "$got bytes written under a 1.5 GB limit, expected $size"
+    fi
+}
+
+case_format_failed_write_is_reported() {
+    run format conf/config.xml
+    cp run.out full.out
+    last="xmlutil format conf/config.xml > /dev/full"
+    set +e
+    "$tool" format conf/config.xml > /dev/full 2> run.err
+    status=$?
+    set -e
+    printf '' > run.out
+    expect 3 "" $'xmlutil: standard output: No space left on device\n'
+    # A reader that goes away early: reported, not a silent death by SIGPIPE.
+    awk 'BEGIN { for (i = 0; i < 3000; i++) printf "<e>"; for (i = 0; i < 3000; i++) printf "</e>" }' > conf/deep.xml
+    last="xmlutil format conf/deep.xml | head -c 10"
+    set +e
+    "$tool" format conf/deep.xml 2> run.err | head -c 10 > /dev/null
+    status=${PIPESTATUS[0]}
+    set -e
+    printf '' > run.out
+    expect 3 "" $'xmlutil: standard output: Broken pipe\n'
+}
+
+case_set_keeps_read_only_files_and_hard_links() {
+    cp conf/config.xml before.xml
+    chmod 0444 conf/config.xml
+    run set conf/config.xml database/host x
+    expect 3 "" $'xmlutil: cannot save conf/config.xml: file is read-only; the file is unchanged\n'
+    same_file before.xml conf/config.xml
+    [ "$(stat -c %a conf/config.xml)" = 444 ] || fail "mode changed to $(stat -c %a conf/config.xml)"
+    chmod 0644 conf/config.xml
+    ln conf/config.xml conf/linked.xml
+    run set conf/config.xml database/host x
+    expect 3 "" $'xmlutil: cannot save conf/config.xml: file has other hard links, which a replacement would leave with the old content; the file is unchanged\n'
+    same_file before.xml conf/config.xml
+    [ "$(stat -c %h conf/config.xml)" = 2 ] || fail "hard link split"
+    only_files "config.xml linked.xml "
+}
+
+case_set_names_unwritable_directory() {
+    cp conf/config.xml before.xml
+    chmod 0555 conf
+    run set conf/config.xml database/host x
+    chmod 0755 conf
+    expect 3 "" $'xmlutil: cannot save conf/config.xml: directory not writable; the file is unchanged\n'
+    same_file before.xml conf/config.xml
+}
+
+case_set_long_file_name() {
+    local name
+    for length in 248 255; do
+        name=conf/$(printf 'n%.0s' $(seq 1 $((length - 4)))).xml
+        cp conf/config.xml "$name"
+        run set "$name" database/host "len$length"
+        expect 0 "" ""
+        run get "$name" database/host
+        expect 0 "len$length"$'\n' ""
+        rm "$name"
+    done
+    only_files "config.xml "
+}
+
+case_set_removes_leftover_of_killed_save() {
+    printf 'half a document' > conf/.xmlutil-Zz9Yy8
+    run set conf/config.xml database/host x
+    expect 0 "" ""
+    only_files "config.xml "
 }
 
 # ---------------------------------------------------------------------------------
