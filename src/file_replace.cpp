@@ -1,6 +1,8 @@
 #include "file_replace.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <time.h>
 #include <unistd.h>
@@ -113,6 +115,9 @@ int create_temporary(const std::string& directory, mode_t mode, std::string& nam
         std::string candidate = directory + "/" + kTemporaryPrefix + random_suffix();
         fd = ::open(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY, mode);
         if (fd >= 0) {
+            // Held until the file is renamed or removed: a temporary that
+            // nobody holds is the leftover of a killed save.
+            ::flock(fd, LOCK_EX | LOCK_NB);
             name = std::move(candidate); // cannot throw: the file must not go unnamed
             return 0;
         }
@@ -120,6 +125,29 @@ int create_temporary(const std::string& directory, mode_t mode, std::string& nam
             return errno;
     }
     return EEXIST;
+}
+
+// Removes what saves killed outright (SIGKILL, power loss) left in
+// `directory`: temporaries of ours that no process holds locked any more.
+void remove_stale_temporaries(const std::string& directory)
+{
+    DIR* dir = ::opendir(directory.c_str());
+    if (!dir)
+        return;
+    const std::size_t prefix = std::strlen(kTemporaryPrefix);
+    while (const dirent* entry = ::readdir(dir)) {
+        if (std::strncmp(entry->d_name, kTemporaryPrefix, prefix) != 0 || std::strlen(entry->d_name) != prefix + 6)
+            continue;
+        const std::string path = directory + "/" + entry->d_name;
+        const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+        if (fd < 0)
+            continue;
+        struct stat st {};
+        if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0)
+            ::unlink(path.c_str());
+        ::close(fd);
+    }
+    ::closedir(dir);
 }
 
 // Gives the new file the old one's owner and mode.
@@ -313,6 +341,7 @@ void file_replacement::open(const std::string& path, const replace_options& opti
     }
 
     hold_signals();
+    remove_stale_temporaries(directory_);
 
     // A new file gets what an ofstream would give it: 0666 less the umask
     // (and the directory's default ACL), applied by the kernel.

@@ -4,6 +4,7 @@
 #include "test_util.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -285,6 +286,30 @@ TEST(file_save, killed_save_leaves_the_old_or_the_new_content)
             EXPECT_EQ(15u, name.size()) << name;
         }
     }
+    // The next save in that folder removes what the killed one left.
+    std::string reason;
+    EXPECT_TRUE(xml.TrySaveToFile(path, reason)) << reason;
+    EXPECT_EQ(std::set<std::string>{"config.xml"}, names_in(dir.path()));
+}
+
+// A temporary that a running save holds is not taken for a leftover.
+TEST(file_save, temporary_of_a_running_save_is_left_alone)
+{
+    TempDir dir;
+    const std::string path = dir.write("config.xml", kOld);
+    const std::string leftover = dir.write(".xmlutil-AbCdEf", "from a killed save");
+    const std::string held = dir.write(".xmlutil-GhIjKl", "being written");
+    const std::string other = dir.write(".xmlutil-notours", "not one of ours");
+    const int fd = ::open(held.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(0, ::flock(fd, LOCK_EX));
+    std::string reason;
+    cXML_Utility xml = small_document();
+    EXPECT_TRUE(xml.TrySaveToFile(path, reason)) << reason;
+    ::close(fd);
+    EXPECT_EQ((std::set<std::string>{".xmlutil-GhIjKl", ".xmlutil-notours", "config.xml"}), names_in(dir.path()));
+    (void)leftover;
+    (void)other;
 }
 
 // A termination signal waits until the save in progress is complete.
