@@ -48,56 +48,89 @@ private:
     std::vector<Slot> fSlots;
 };
 
-// What a DOMParser sets up around each parse against hostile input:
-// - entities and DTDs a document names are read from local files only; a
-//   network URL ends the parse with a fatal error naming it;
+// What a DOMParser sets up around each parse against hostile input (see
+// "What a document may read" in docs/reliability.md):
+// - DTDs and external entities that a document names are read only from
+//   regular files inside the document's folder tree or a folder given to
+//   AllowEntityFolder; anything else ends the parse with a fatal error that
+//   names it. Without validation, an external DTD subset that may not or
+//   cannot be read is skipped instead;
 // - at most kEntityExpansions expansions of user entities per document
 //   (predefined entities and character references don't count);
-// - memory is capped while a parse runs, in proportion to the input, so
-//   that a small document cannot expand into gigabytes. A parse that hits
-//   the cap ends in xercesc::OutOfMemoryException.
-// It is also the memory manager of the parser and of the documents it
-// builds, so those documents keep it alive.
-class ParseGuard final : public xercesc::MemoryManager {
+// - a parse may allocate kBaseBudget plus kBudgetPerInputByte for every
+//   byte its inputs have delivered so far, whatever they are (a file, a
+//   pipe, a buffer). A parse that needs more ends in xercesc::RuntimeException
+//   with the code XMLExcepts::Out_Of_Memory.
+// The cap lives in the parse call, not in the parser: documents allocate
+// through parse_memory(), which consults only the cap of a parse running in
+// the calling thread.
+class ParseGuard {
 public:
     static constexpr unsigned kEntityExpansions = 100000;
     static constexpr std::size_t kBaseBudget = std::size_t(64) << 20;
-    static constexpr std::size_t kBudgetPerInputByte = 128;
-    static constexpr std::size_t kUnknownSize = std::size_t(-1);
+    // Deep nesting is the most memory an ordinary document needs for its
+    // size: about 200 bytes per byte read, most of it the scanner's element
+    // stack, all of it before the end tags arrive.
+    static constexpr std::size_t kBudgetPerInputByte = 256;
+
+    // Where a parse stopped at a zero character in its main input, which
+    // Xerces-C takes for the end of the input after the root element.
+    struct ZeroStop {
+        bool found = false;
+        XMLFileLoc line = 0;
+        XMLFileLoc column = 0;
+        std::u16string systemId;
+    };
 
     ParseGuard();
-    ~ParseGuard() override;
+    ~ParseGuard();
     ParseGuard(const ParseGuard&) = delete;
     ParseGuard& operator=(const ParseGuard&) = delete;
 
-    // Sets up `parser` to use the resolver and the expansion limit.
-    void protect(xercesc::XercesDOMParser& parser);
+    // A parser set up with all of the above; it must not outlive the guard.
+    std::unique_ptr<xercesc::XercesDOMParser> make_parser(xercesc::XMLValidator* valToAdopt);
 
-    // Caps the memory of the next parse for an input of `inputBytes` bytes
-    // (kUnknownSize: no cap), until disarm().
-    void arm(std::size_t inputBytes) noexcept;
-    void disarm() noexcept;
-    std::size_t budget() const noexcept { return fBudget; }
+    // One parse of `parser` (made by make_parser) under the rules above.
+    void parse(xercesc::XercesDOMParser& parser, const xercesc::InputSource& source);
+    void parse(xercesc::XercesDOMParser& parser, const char* systemId);
 
-    void* allocate(XMLSize_t size) override;
-    void deallocate(void* p) override;
-    xercesc::MemoryManager* getExceptionMemoryManager() override;
+    // The cap the last parse ran into, or 0 when it did not.
+    std::size_t exceeded_budget() const noexcept { return fExceeded; }
+    const ZeroStop& zero_stop() const noexcept { return fZeroStop; }
 
 private:
-    struct Parts;
-    std::unique_ptr<Parts> fParts;
-    std::atomic<std::size_t> fUsed{0};
-    std::size_t fLimit = 0; // 0: no cap
-    std::size_t fBudget = 0;
+    class Parser;
+    class Resolver;
+    void run(xercesc::XercesDOMParser& parser, const xercesc::InputSource& source);
+
+    std::unique_ptr<Resolver> fResolver;
+    std::unique_ptr<xercesc::SecurityManager> fSecurity;
+    std::size_t fExceeded = 0;
+    ZeroStop fZeroStop;
 };
+
+// The memory manager of every parser and every parsed document. Outside a
+// parse in the calling thread it is plain malloc and free; it is never
+// destroyed, so documents may outlive their parsers.
+xercesc::MemoryManager* parse_memory();
+
+// AllowEntityFolder: a folder whose regular files any document may read as
+// DTDs and entities, process-wide.
+void allow_entity_folder(const std::string& folder);
 
 // One per document: what the handles share, behind their count.
 struct DocumentShare : DocumentCount {
     explicit DocumentShare(xercesc::DOMDocument* d) noexcept : doc(d) {}
     xercesc::DOMDocument* doc;
-    // The memory manager the document allocates from, if it is not the
-    // default one; released after the document.
+    // A memory manager the document allocates from that must outlive it
+    // (none for parsed documents: parse_memory() is never destroyed);
+    // released after the document.
     std::shared_ptr<xercesc::MemoryManager> memory;
+    // Who keeps the document: its handles as one party (while refs > 0),
+    // and the DOMParser that built it until that parser's next parse. The
+    // parser may let go in a thread other than the one that has the handles
+    // by then, hence atomic; refs stays a plain count of one thread's handles.
+    std::atomic<int> keepers{1};
     // Bumped by every structural change made through a handle; node lists
     // and the lookup cache compare it to know whether what they hold is true.
     std::uint64_t changes = 0;
@@ -234,12 +267,15 @@ struct HandleAccess {
     // Takes ownership of `doc` (a new share); releases it if that fails.
     static DOM_Document adopt(xercesc::DOMDocument* doc,
                               std::shared_ptr<xercesc::MemoryManager> memory = nullptr);
-    // DOMParser::parse(source) for a source of `bytes` bytes, which the
-    // parser cannot tell by itself (a memory buffer): its memory cap
-    // follows from that size.
-    static void parse(DOMParser& parser, const xercesc::InputSource& source, std::size_t bytes);
-    // The memory the parser's last parse could use (0: no cap).
-    static std::size_t parse_budget(const DOMParser& parser) noexcept;
+    // A document the parser keeps (one keeper, no handles yet); releases
+    // it if that fails.
+    static DocumentCount* keep(xercesc::DOMDocument* doc);
+    // A new handle on a document the parser keeps.
+    static DOM_Document hand_out(DocumentCount* share);
+    // The parser no longer keeps the document (null: nothing).
+    static void let_go(DocumentCount* share) noexcept;
+    // The limits and outcome of the parser's parses.
+    static const ParseGuard& guard(const DOMParser& parser) noexcept { return *parser.fGuard; }
     static DOM_NodeList list(NodeListImpl* impl) noexcept { return DOM_NodeList(impl); }
     static NodeListImpl* list_impl(const DOM_NodeList& list) noexcept { return list.fImpl; }
     static DOM_NamedNodeMap map(xercesc::DOMNamedNodeMap* map, DocumentCount* share) noexcept

@@ -3,17 +3,14 @@
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/InputSource.hpp>
 
-#include <sys/stat.h>
-
 using namespace xmlutil_detail;
 using xercesc::XercesDOMParser;
 
-DOMParser::DOMParser(xercesc::XMLValidator* valToAdopt) : fAdopted(false)
+DOMParser::DOMParser(xercesc::XMLValidator* valToAdopt) : fDocument(nullptr), fAdopted(false)
 {
     ensure_platform();
     fGuard = std::make_shared<ParseGuard>();
-    fParser.reset(new XercesDOMParser(valToAdopt, fGuard.get()));
-    fGuard->protect(*fParser);
+    fParser = fGuard->make_parser(valToAdopt);
     // The classic settings, spelled out although Xerces-C 3.2 has them as
     // defaults: the library's reading rules depend on them.
     fParser->setValidationScheme(XercesDOMParser::Val_Never);
@@ -23,7 +20,10 @@ DOMParser::DOMParser(xercesc::XMLValidator* valToAdopt) : fAdopted(false)
     fParser->setCreateCommentNodes(true);
 }
 
-DOMParser::~DOMParser() = default;
+DOMParser::~DOMParser()
+{
+    HandleAccess::let_go(fDocument);
+}
 
 void DOMParser::setDoValidation(bool validate)
 {
@@ -76,38 +76,15 @@ xercesc::ErrorHandler* DOMParser::getErrorHandler() const
 
 namespace {
 
-// The memory cap holds for the parse only; the caller edits the document
-// afterwards without one.
-class ArmedGuard {
-public:
-    ArmedGuard(ParseGuard& guard, std::size_t inputBytes) noexcept : fGuard(guard) { fGuard.arm(inputBytes); }
-    ~ArmedGuard() { fGuard.disarm(); }
-    ArmedGuard(const ArmedGuard&) = delete;
-    ArmedGuard& operator=(const ArmedGuard&) = delete;
-
-private:
-    ParseGuard& fGuard;
-};
-
-std::size_t file_size(const char* path)
-{
-    struct stat info;
-    if (path && ::stat(path, &info) == 0 && S_ISREG(info.st_mode))
-        return static_cast<std::size_t>(info.st_size);
-    // Not a plain local file (a URL, a device, missing): no cap to derive.
-    return ParseGuard::kUnknownSize;
-}
-
 // Runs one parse. The previous document stays with whoever holds handles to
 // it; the new one is adopted lazily by getDocument().
 template <class F>
-void run_parse(XercesDOMParser& parser, ParseGuard& guard, std::size_t inputBytes, DOM_Document& current,
-               bool& adopted, bool reuseGrammar, F&& parse)
+void run_parse(XercesDOMParser& parser, DocumentCount*& current, bool& adopted, bool reuseGrammar, F&& parse)
 {
-    current = DOM_Document();
+    HandleAccess::let_go(current);
+    current = nullptr;
     adopted = false;
     parser.useCachedGrammarInParse(reuseGrammar);
-    ArmedGuard armed(guard, inputBytes);
     translate_dom_errors(parse);
 }
 
@@ -115,25 +92,12 @@ void run_parse(XercesDOMParser& parser, ParseGuard& guard, std::size_t inputByte
 
 void DOMParser::parse(const char* systemId, bool reuseGrammar)
 {
-    run_parse(*fParser, *fGuard, file_size(systemId), fDocument, fAdopted, reuseGrammar,
-              [&] { fParser->parse(systemId); });
+    run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, systemId); });
 }
 
 void DOMParser::parse(const xercesc::InputSource& source, bool reuseGrammar)
 {
-    run_parse(*fParser, *fGuard, ParseGuard::kUnknownSize, fDocument, fAdopted, reuseGrammar,
-              [&] { fParser->parse(source); });
-}
-
-void HandleAccess::parse(DOMParser& parser, const xercesc::InputSource& source, std::size_t bytes)
-{
-    run_parse(*parser.fParser, *parser.fGuard, bytes, parser.fDocument, parser.fAdopted, false,
-              [&] { parser.fParser->parse(source); });
-}
-
-std::size_t HandleAccess::parse_budget(const DOMParser& parser) noexcept
-{
-    return parser.fGuard->budget();
+    run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, source); });
 }
 
 DOM_Document DOMParser::getDocument()
@@ -142,8 +106,8 @@ DOM_Document DOMParser::getDocument()
         // Only a document the parser built is taken over; it then lives on its
         // handles, not on the parser.
         if (fParser->getDocument())
-            fDocument = HandleAccess::adopt(fParser->adoptDocument(), fGuard);
+            fDocument = HandleAccess::keep(fParser->adoptDocument());
         fAdopted = true;
     }
-    return fDocument;
+    return HandleAccess::hand_out(fDocument);
 }

@@ -80,11 +80,42 @@ DOM_Document HandleAccess::adopt(xercesc::DOMDocument* doc, std::shared_ptr<xerc
     return DOM_Document(doc, share);
 }
 
+DocumentCount* HandleAccess::keep(xercesc::DOMDocument* doc)
+{
+    try {
+        return new DocumentShare(doc);
+    } catch (...) {
+        doc->release();
+        throw;
+    }
+}
+
+DOM_Document HandleAccess::hand_out(DocumentCount* count)
+{
+    DocumentShare* share = full_share(count);
+    if (!share)
+        return DOM_Document();
+    // The handles become a keeper again once they were all gone.
+    if (share->refs == 0)
+        share->keepers.fetch_add(1, std::memory_order_relaxed);
+    return DOM_Document(share->doc, share);
+}
+
+void HandleAccess::let_go(DocumentCount* share) noexcept
+{
+    if (share)
+        DOM_Node::destroyShare(share);
+}
+
 } // namespace xmlutil_detail
 
+// Called when the last handle goes, and when the parser lets go: whichever
+// keeper is last releases the document.
 void DOM_Node::destroyShare(xmlutil_detail::DocumentCount* count) noexcept
 {
     xmlutil_detail::DocumentShare* share = xmlutil_detail::full_share(count);
+    if (share->keepers.fetch_sub(1, std::memory_order_acq_rel) != 1)
+        return;
     share->doc->release();
     delete share;
 }

@@ -602,8 +602,23 @@ public:
     /// Parses the file or URL `systemId`. Exceptions thrown by the error
     /// handler pass through; a Xerces-C DOMException arrives as
     /// DOM_DOMException.
+    ///
+    /// A parse may use 64 MiB plus 256 bytes for every byte its input and
+    /// the files it names have delivered so far. A parse that needs more
+    /// (an entity expanded a million times, say) ends in XMLException: a
+    /// xercesc::RuntimeException with the code XMLExcepts::Out_Of_Memory and
+    /// the message "out of memory", as when the system itself runs out.
+    /// Documents the parser handed out earlier are not bound by it.
+    ///
+    /// DTDs and external entities are read as ParseFile reads them (see
+    /// xmlutil.h): regular files in the document's folder tree or in a folder
+    /// given to AllowEntityFolder only; anything else is a fatal error for
+    /// the error handler. Under Val_Never an external DTD that may not or
+    /// cannot be read is left out.
     void parse(const char* systemId, bool reuseGrammar = false);
-    /// Parses from `source`, such as a MemBufInputSource. See parse.
+    /// Parses from `source`, such as a MemBufInputSource. See parse. The
+    /// document's folder tree is that of the source's system id when it names
+    /// a regular local file, else the working directory's.
     void parse(const XERCES_CPP_NAMESPACE::InputSource& source, bool reuseGrammar = false);
     /// The document of the last parse (possibly partial after a failure), or
     /// the null document. It stays valid after the parser is gone.
@@ -611,12 +626,14 @@ public:
 
 private:
     friend struct xmlutil_detail::HandleAccess;
-    // Memory, entity resolution and limits of this parser's parses. Shared
-    // with the documents it builds, which allocate through it; declared
-    // before the parser so that it outlives it.
+    // Entity resolution and limits of this parser's parses; declared before
+    // the parser, which refers to it, so that it outlives it.
     std::shared_ptr<xmlutil_detail::ParseGuard> fGuard;
     std::unique_ptr<XERCES_CPP_NAMESPACE::XercesDOMParser> fParser;
-    DOM_Document fDocument;
+    // The last parse's document once taken over, kept for getDocument()
+    // until the next parse; not a handle, so that letting it go touches no
+    // count of the handles, which may be in use in another thread by then.
+    xmlutil_detail::DocumentCount* fDocument;
     bool fAdopted;
 };
 

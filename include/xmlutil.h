@@ -96,16 +96,51 @@ XMLUTIL_API void FindAndRepleace(std::string& text, char ch, std::string replace
 // ---- Parsing --------------------------------------------------------------------
 
 /// Parses the file or URL `fileName`, with DTD validation when `validate`.
-/// Throws cTextException for every problem the parser reports. DTDs and
-/// entities that the document names are read from local files only (a
-/// network URL there ends the parse), at most 100,000 entity expansions are
-/// allowed and the parse's memory is capped in proportion to the input;
-/// `fileName` itself is not restricted.
+/// Throws cTextException for every problem the parser reports; a zero
+/// character anywhere in the file is invalid input. `fileName` itself is not
+/// restricted: a URL given here is fetched.
+///
+/// What the document may read: DTDs and external entities that it names are
+/// read only from regular files inside the folder of `fileName` and its
+/// subfolders, or inside a folder given to AllowEntityFolder, after symbolic
+/// links and `..` are resolved. Relative names, absolute paths and `file:`
+/// URLs without a host all pass the same check. Anything else ends the parse
+/// with a fatal error "refused to read 'PATH': ..." naming it: a file
+/// elsewhere, a device, a pipe, a socket, a folder, anything under /proc or
+/// /sys; a network URL ends it with "URL protocol 'URL' is unsupported". A
+/// document read from a pipe or a URL may read from the working directory's
+/// tree instead of its own folder's. Without validation, an external DTD
+/// that may not or cannot be read is left out and the parse goes on; a
+/// reference to an entity that only that DTD declares still fails.
+///
+/// Limits: at most 100,000 entity expansions, and the parse may use 64 MiB
+/// plus 256 bytes for every byte read so far (of the file and of what it
+/// names); beyond that it ends in a cTextException whose message ends in
+/// "Message: out of memory: ...". The document can grow without a cap once
+/// the parse is over.
+/// \param fileName the file's path, or a URL
+/// \param validate true to validate against the document's DTD
+/// \return the document
 XMLUTIL_API DOM_Document ParseFile(const std::string& fileName, bool validate);
 /// Parses `length` bytes at `buffer`; errors name the input
 /// `XMLRead_ParseBufferID`. The buffer is neither copied nor kept, and a
-/// zero byte within `length` is invalid input. Limits as for ParseFile.
+/// zero byte within `length` is invalid input. What the document may read and
+/// the limits are as for ParseFile, with the working directory in place of
+/// the document's folder.
+/// \param buffer the first byte of the document
+/// \param length the number of bytes
+/// \param validate true to validate against the document's DTD
+/// \return the document
 XMLUTIL_API DOM_Document ParseBuffer(const char* buffer, unsigned int length, bool validate);
+/// Lets every document parsed from now on read DTDs and external entities
+/// from the regular files in `folder` and its subfolders, as it may from its
+/// own folder (see ParseFile); for catalog folders such as /usr/share/xml.
+/// Process-wide and safe to call from any thread; there is no way back.
+/// Nothing under /proc or /sys is ever read, whatever is allowed.
+/// \param folder the folder; a relative name is taken against the working
+///        directory of the moment, an empty one adds nothing. It need not
+///        exist yet: symbolic links in it are resolved at each parse.
+XMLUTIL_API void AllowEntityFolder(const std::string& folder);
 
 // ---- Reading --------------------------------------------------------------------
 

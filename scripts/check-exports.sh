@@ -9,7 +9,7 @@ symbols=$(nm -D --defined-only "$lib" | c++filt | awk '{ $1 = ""; $2 = ""; sub(/
 
 allowed='^((DOM_[A-Za-z]+|DOMString|DOMParser|cTextException|XMLUtilError|cNodeIterator|cXML_Utility|cXMLiterator)::'
 allowed+='|(typeinfo|typeinfo name|vtable) for (DOM_DOMException|cTextException|XMLUtilError)$'
-allowed+='|(TrimLeft|TrimRight|Trim|FindAndRepleace|ParseFile|ParseBuffer|GetNodeByName|DOM2STLstring'
+allowed+='|(TrimLeft|TrimRight|Trim|FindAndRepleace|ParseFile|ParseBuffer|AllowEntityFolder|GetNodeByName|DOM2STLstring'
 allowed+='|ReadNodeData|GetNamedAttributeValue|GetNodeName|CreateDocument|CreateNewElement|SaveNodeData'
 allowed+='|SaveDataToNode|SetNodeAttribute|Base64Encode|Base64Decode|ConvertBinaryToBase64|ConvertStringToBase64'
 allowed+='|ConvertBase64ToBinary|ConvertBase64ToString|CreateTabs|TestForGarbage|outputContent|SaveNodeAttribute'
@@ -24,7 +24,7 @@ if [ -n "$unexpected" ]; then
     status=1
 fi
 
-for name in TrimLeft TrimRight Trim FindAndRepleace ParseFile ParseBuffer GetNodeByName DOM2STLstring \
+for name in TrimLeft TrimRight Trim FindAndRepleace ParseFile ParseBuffer AllowEntityFolder GetNodeByName DOM2STLstring \
     ReadNodeData GetNamedAttributeValue GetNodeName CreateDocument CreateNewElement SaveNodeData \
     SaveDataToNode SetNodeAttribute Base64Encode Base64Decode ConvertBinaryToBase64 ConvertStringToBase64 \
     ConvertBase64ToBinary ConvertBase64ToString CreateTabs TestForGarbage outputContent SaveNodeAttribute \

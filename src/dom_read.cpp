@@ -1,12 +1,7 @@
 #include "internal.h"
 
 #include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/util/OutOfMemoryException.hpp>
 
-#include <algorithm>
-#include <cctype>
-#include <initializer_list>
-#include <string_view>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -102,15 +97,16 @@ void guarded_parse(const DOMParser& parser, F&& parse)
 {
     try {
         parse();
-    } catch (const xercesc::OutOfMemoryException&) {
-        // The parse hit its memory cap (or the system ran out): most likely
-        // an entity that expands far beyond the size of the document.
-        const std::size_t budget = HandleAccess::parse_budget(parser) >> 20;
-        throw cTextException(kParseFailure, budget ? ("out of memory: the document needs more than the " +
-                                                      std::to_string(budget) + " MiB its parse may use")
-                                                         .c_str()
-                                                   : "out of memory");
-    } catch (const XMLException&) {
+    } catch (const XMLException& e) {
+        if (e.getCode() == xercesc::XMLExcepts::Out_Of_Memory) {
+            // The parse hit its memory cap (or the system ran out): most
+            // likely an entity that expands far beyond the size of the input.
+            const std::size_t budget = HandleAccess::guard(parser).exceeded_budget() >> 20;
+            throw cTextException(kParseFailure, budget ? ("out of memory: the document needs more than the " +
+                                                          std::to_string(budget) + " MiB its parse may use")
+                                                             .c_str()
+                                                       : "out of memory");
+        }
         // The parser's words are deliberately not carried over here.
         throw cTextException(kParseFailure, "");
     } catch (const DOM_DOMException& e) {
@@ -119,100 +115,25 @@ void guarded_parse(const DOMParser& parser, F&& parse)
     }
 }
 
+// Xerces-C takes a zero character for the end of the input and, after the
+// root element, ignores whatever follows it. Such a character is part of the
+// input and invalid there, so it is reported like any invalid character,
+// just past it, as the parser places the others. Files and buffers alike.
+void reject_zero_character(const DOMParser& parser, ErrorHandler& handler)
+{
+    const ParseGuard::ZeroStop& stop = HandleAccess::guard(parser).zero_stop();
+    if (!stop.found)
+        return;
+    static const XMLCh message[] = u"invalid character 0x0";
+    handler.fatalError(SAXParseException(message, nullptr, stop.systemId.c_str(), stop.line, stop.column + 1));
+}
+
 DOM_Document built_document(DOMParser& parser)
 {
     DOM_Document doc = parser.getDocument();
     if (doc.isNull())
         throw cTextException(kParseFailure, "no document was built");
     return doc;
-}
-
-// How the parser lays out characters in the buffer, sensed from its first
-// bytes as the parser itself does: width and byte order of a character, and
-// the length of a byte order mark. A declared encoding can change the code
-// page but not these.
-struct Layout {
-    std::size_t unit = 1;
-    bool bigEndian = false;
-    std::size_t mark = 0;
-};
-
-Layout sense_layout(const unsigned char* b, std::size_t n)
-{
-    auto starts = [&](std::initializer_list<unsigned char> prefix) {
-        return n >= prefix.size() && std::equal(prefix.begin(), prefix.end(), b);
-    };
-    if (starts({0x00, 0x00, 0xFE, 0xFF}))
-        return {4, true, 4};
-    if (starts({0xFF, 0xFE, 0x00, 0x00}))
-        return {4, false, 4};
-    if (starts({0xFE, 0xFF}))
-        return {2, true, 2};
-    if (starts({0xFF, 0xFE}))
-        return {2, false, 2};
-    if (starts({0xEF, 0xBB, 0xBF}))
-        return {1, false, 3};
-    if (starts({0x00, 0x00, 0x00, 0x3C}))
-        return {4, true, 0};
-    if (starts({0x3C, 0x00, 0x00, 0x00}))
-        return {4, false, 0};
-    if (starts({0x00, 0x3C, 0x00, 0x3F}))
-        return {2, true, 0};
-    if (starts({0x3C, 0x00, 0x3F, 0x00}))
-        return {2, false, 0};
-    return {};
-}
-
-unsigned long unit_value(const unsigned char* unit, const Layout& layout)
-{
-    unsigned long value = 0;
-    for (std::size_t i = 0; i < layout.unit; ++i)
-        value = (value << 8) | unit[layout.bigEndian ? i : layout.unit - 1 - i];
-    return value;
-}
-
-bool is_utf8(const XMLCh* encoding)
-{
-    std::string name = narrow(encoding);
-    for (char& c : name)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return name.empty() || name == "UTF-8" || name == "UTF8";
-}
-
-// Xerces-C takes a zero character for the end of the input and, after the
-// root element, ignores whatever follows it. Such a character is part of the
-// input and invalid there, so it is reported like any invalid character, at
-// the line and column the parser would give.
-void reject_zero_character(const char* buffer, std::size_t length, const DOM_Document& doc, ErrorHandler& handler)
-{
-    const auto* bytes = reinterpret_cast<const unsigned char*>(buffer);
-    const Layout layout = sense_layout(bytes, length);
-    if (layout.unit == 1 && std::memchr(bytes, 0, length) == nullptr)
-        return;
-    const bool utf8 = layout.unit == 1 && is_utf8(static_cast<xercesc::DOMDocument*>(impl(doc))->getInputEncoding());
-    unsigned long line = 1;
-    unsigned long column = 1;
-    bool afterCarriageReturn = false;
-    for (std::size_t at = layout.mark; at + layout.unit <= length; at += layout.unit) {
-        const unsigned long ch = unit_value(bytes + at, layout);
-        if (ch == 0) {
-            static const XMLCh message[] = u"invalid character 0x0";
-            const DOMString systemId(kBufferId);
-            // Like the parser, point just past the offending character.
-            handler.fatalError(SAXParseException(message, nullptr, systemId.rawBuffer(), line, column + 1));
-            return;
-        }
-        const bool lineFeedOfPair = ch == '\n' && afterCarriageReturn;
-        afterCarriageReturn = ch == '\r';
-        if (ch == '\n' || ch == '\r') {
-            if (!lineFeedOfPair) {
-                ++line;
-                column = 1;
-            }
-        } else if (utf8 ? (ch & 0xC0) != 0x80 : !(layout.unit == 2 && ch >= 0xDC00 && ch <= 0xDFFF)) {
-            ++column; // continuation bytes and low surrogates belong to the character before
-        }
-    }
 }
 
 } // namespace
@@ -225,6 +146,7 @@ DOM_Document ParseFile(const std::string& fileName, bool validate)
     XMLUtilError handler;
     parser.setErrorHandler(&handler);
     guarded_parse(parser, [&] { parser.parse(fileName.c_str(), false); });
+    reject_zero_character(parser, handler);
     return built_document(parser);
 }
 
@@ -241,10 +163,14 @@ DOM_Document ParseBuffer(const char* buffer, unsigned int length, bool validate)
     XMLUtilError handler;
     parser.setErrorHandler(&handler);
     const MemBufInputSource source(reinterpret_cast<const XMLByte*>(buffer), length, kBufferId, false);
-    guarded_parse(parser, [&] { HandleAccess::parse(parser, source, length); });
-    DOM_Document doc = built_document(parser);
-    reject_zero_character(buffer, length, doc, handler);
-    return doc;
+    guarded_parse(parser, [&] { parser.parse(source, false); });
+    reject_zero_character(parser, handler);
+    return built_document(parser);
+}
+
+void AllowEntityFolder(const std::string& folder)
+{
+    allow_entity_folder(folder);
 }
 
 // ---- Reading --------------------------------------------------------------------
