@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -692,4 +693,52 @@ TEST(threads, first_calls_of_different_kinds_at_once)
             ::testing::ExitedWithCode(0), "")
             << "round " << round;
     }
+}
+
+// A parser's limits belong to each of its parses, not to the documents it
+// built: one thread copies a big document that a parser built earlier while
+// that parser goes on parsing in this thread. Each copy needs more memory
+// than a parse of the small documents may use.
+TEST(threads, a_document_is_edited_while_its_parser_parses_others)
+{
+    const TempDir dir;
+    const std::string small = dir.write("small.xml", "<r><a>1</a></r>");
+    DOMParser parser;
+    parser.parse(small.c_str());
+    DOM_Document first = parser.getDocument();
+    // 36 M characters: 72 MB in the document.
+    const std::size_t length = std::size_t(36) << 20;
+    first.getDocumentElement().appendChild(first.createTextNode(DOMString(std::string(length, 'x').c_str())));
+
+    StartGate gate(2);
+    std::atomic<bool> done{false};
+    std::string failure;
+    std::size_t copied = 0;
+    std::thread editor([&] {
+        gate.arrive_and_wait();
+        try {
+            for (int i = 0; i < 4; ++i) {
+                const DOM_Node copy = first.cloneNode(true);
+                copied += copy.getFirstChild().getFirstChild().getNextSibling().getNodeValue().length();
+                first.getDocumentElement().appendChild(first.createElement("copied"));
+            }
+        } catch (const std::exception& e) {
+            failure = e.what();
+        } catch (...) {
+            failure = "an exception that is no std::exception";
+        }
+        done = true;
+    });
+    gate.arrive_and_wait();
+    int parses = 0;
+    while (!done) {
+        parser.parse(small.c_str());
+        EXPECT_EQ("r", str(parser.getDocument().getDocumentElement().getNodeName()));
+        ++parses;
+    }
+    editor.join();
+    EXPECT_EQ("", failure);
+    EXPECT_EQ(4 * length, copied);
+    EXPECT_EQ(4u, first.getElementsByTagName("copied").getLength());
+    EXPECT_LT(0, parses);
 }
