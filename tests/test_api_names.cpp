@@ -71,6 +71,13 @@ TEST(api_names, classes_keep_their_members)
     keep(static_cast<void (cNodeIterator::*)()>(&cNodeIterator::FindNextNode));
 }
 
+// Additions of this library beyond the classic interface.
+TEST(api_names, additions_keep_their_signatures)
+{
+    keep(static_cast<bool (cXML_Utility::*)(const std::string&, std::string&)>(&cXML_Utility::TrySaveToFile));
+    keep(static_cast<void (*)(const std::string&)>(&AllowEntityFolder));
+}
+
 TEST(api_names, classic_dom_names_are_there)
 {
     keep(&DOM_Node::getNodeName);
