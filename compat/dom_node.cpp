@@ -1,5 +1,9 @@
 #include "dom_internal.h"
 
+// An internal Xerces-C 3.2 header, for what its interface lacks: the
+// read-only mark of nodes inside an entity reference.
+#include <xercesc/dom/impl/DOMCasts.hpp>
+
 using namespace xmlutil_detail;
 using xercesc::DOMNode;
 
@@ -46,6 +50,25 @@ T* require_as(DOMNode* node, short type)
     if (node->getNodeType() != type)
         throw_dom_exception(DOM_DOMException::NOT_SUPPORTED_ERR);
     return static_cast<T*>(node);
+}
+
+// Xerces-C 3.2 refuses to insert a proper ancestor of the new parent, but
+// takes the parent itself, which then drops out of its document as a cycle.
+void refuse_cycle(DOMNode* parent, const DOMNode* child)
+{
+    bool cycle = child == parent;
+    // Only a node with children can be an ancestor: inserting a new leaf,
+    // the common case, costs no walk.
+    if (!cycle && child->hasChildNodes()) {
+        for (const DOMNode* above = parent->getParentNode(); above && !cycle; above = above->getParentNode())
+            cycle = above == child;
+    }
+    if (!cycle)
+        return;
+    // A read-only parent refuses first, as it does every other change.
+    if (xercesc::castToNodeImpl(parent)->isReadOnly())
+        throw_dom_exception(DOM_DOMException::NO_MODIFICATION_ALLOWED_ERR);
+    throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
 }
 
 } // namespace
@@ -105,6 +128,7 @@ DOM_Node DOM_Node::insertBefore(const DOM_Node& newChild, const DOM_Node& refChi
     DOMNode* node = require(fImpl);
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
+    refuse_cycle(node, newChild.fImpl);
     ++full_share(fShare)->changes;
     return DOM_Node(translate_dom_errors([&] { return node->insertBefore(newChild.fImpl, refChild.fImpl); }),
                     fShare);
@@ -117,6 +141,16 @@ DOM_Node DOM_Node::replaceChild(const DOM_Node& newChild, const DOM_Node& oldChi
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
     if (!oldChild.fImpl)
         throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
+    refuse_cycle(node, newChild.fImpl);
+    if (newChild.fImpl == oldChild.fImpl) {
+        // A child put in its own place stays there; Xerces-C 3.2 would take
+        // it out. Its insertion before itself changes nothing, but still
+        // meets a read-only parent.
+        if (oldChild.fImpl->getParentNode() != node)
+            throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
+        translate_dom_errors([&] { node->insertBefore(oldChild.fImpl, oldChild.fImpl); });
+        return oldChild;
+    }
     ++full_share(fShare)->changes;
     return DOM_Node(translate_dom_errors([&] { return node->replaceChild(newChild.fImpl, oldChild.fImpl); }),
                     fShare);
@@ -136,6 +170,7 @@ DOM_Node DOM_Node::appendChild(const DOM_Node& newChild)
     DOMNode* node = require(fImpl);
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
+    refuse_cycle(node, newChild.fImpl);
     ++full_share(fShare)->changes;
     return DOM_Node(translate_dom_errors([&] { return node->appendChild(newChild.fImpl); }), fShare);
 }
