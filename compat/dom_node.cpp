@@ -1,8 +1,10 @@
 #include "dom_internal.h"
 
-// An internal Xerces-C 3.2 header, for what its interface lacks: the
-// read-only mark of nodes inside an entity reference.
+// Internal Xerces-C 3.2 headers, for two things its interface lacks: the
+// read-only mark of nodes inside an entity reference, and the import that
+// its own copy of a document uses.
 #include <xercesc/dom/impl/DOMCasts.hpp>
+#include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 
 using namespace xmlutil_detail;
 using xercesc::DOMNode;
@@ -69,6 +71,143 @@ void refuse_cycle(DOMNode* parent, const DOMNode* child)
     if (xercesc::castToNodeImpl(parent)->isReadOnly())
         throw_dom_exception(DOM_DOMException::NO_MODIFICATION_ALLOWED_ERR);
     throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
+}
+
+// ---- deep copies without recursion ----
+//
+// Xerces-C copies a tree by recursion, a few calls per level, so a deep tree
+// overflows the stack. These copies make each node with the call Xerces-C's
+// deep copy makes for it and walk the source along its own links.
+
+struct Copied {
+    DOMNode* node;
+    bool descend; // whether the source's children are copied into it
+};
+
+// Copies the descendants of `source` into `target` in document order.
+// `copy_one` makes one node's copy; `done` gets each copy once all of its
+// children are in.
+template <class CopyOne, class Done>
+void copy_descendants(const DOMNode* source, DOMNode* target, CopyOne&& copy_one, Done&& done)
+{
+    const DOMNode* node = source->getFirstChild();
+    DOMNode* into = target; // the copy of node's parent
+    while (node) {
+        const Copied copy = copy_one(node);
+        into->appendChild(copy.node);
+        if (copy.descend && node->getFirstChild()) {
+            into = copy.node;
+            node = node->getFirstChild();
+            continue;
+        }
+        done(copy.node);
+        while (!node->getNextSibling()) {
+            node = node->getParentNode();
+            if (node == source)
+                return;
+            DOMNode* finished = into;
+            into = into->getParentNode();
+            done(finished);
+        }
+        node = node->getNextSibling();
+    }
+}
+
+void mark_read_only(DOMNode* node, bool readOnly)
+{
+    xercesc::castToNodeImpl(node)->isReadOnly(readOnly);
+}
+
+// The next node after `node` below `root` in document order, or null.
+DOMNode* next_below(DOMNode* node, const DOMNode* root) noexcept
+{
+    if (DOMNode* child = node->getFirstChild())
+        return child;
+    for (; node != root; node = node->getParentNode()) {
+        if (DOMNode* sibling = node->getNextSibling())
+            return sibling;
+    }
+    return nullptr;
+}
+
+// A copy inside an entity reference is read-only with its attributes and
+// their values, as in Xerces-C's own copy of the reference.
+void seal(DOMNode* copy)
+{
+    mark_read_only(copy, true);
+    xercesc::DOMNamedNodeMap* attributes = copy->getAttributes();
+    const XMLSize_t count = attributes ? attributes->getLength() : 0;
+    for (XMLSize_t i = 0; i < count; ++i) {
+        DOMNode* attribute = attributes->item(i);
+        for (DOMNode* part = attribute; part; part = next_below(part, attribute))
+            mark_read_only(part, true);
+    }
+}
+
+bool has_copied_children(short type) noexcept
+{
+    return type == DOMNode::ELEMENT_NODE || type == DOMNode::ENTITY_REFERENCE_NODE ||
+           type == DOMNode::DOCUMENT_FRAGMENT_NODE;
+}
+
+// Deep copy of an element, entity reference or fragment, in its document.
+DOMNode* copy_subtree(const DOMNode* source)
+{
+    // How many entity references the walk is inside, the source included.
+    std::size_t insideReference = 0;
+    auto copy_one = [&](const DOMNode* node) -> Copied {
+        const short type = node->getNodeType();
+        if (!has_copied_children(type))
+            return {node->cloneNode(true), false};
+        DOMNode* copy = node->cloneNode(false);
+        if (type == DOMNode::ENTITY_REFERENCE_NODE) {
+            // Made read-only and empty; filled first, sealed when complete.
+            mark_read_only(copy, false);
+            ++insideReference;
+        }
+        return {copy, true};
+    };
+    auto done = [&](DOMNode* copy) {
+        if (copy->getNodeType() == DOMNode::ENTITY_REFERENCE_NODE)
+            --insideReference, seal(copy);
+        else if (insideReference > 0)
+            seal(copy);
+    };
+    DOMNode* top = copy_one(source).node;
+    copy_descendants(source, top, copy_one, done);
+    done(top);
+    return top;
+}
+
+// Xerces-C's import as its copy of a document uses it: every attribute,
+// with its `specified` flag. The interface's importNode leaves out
+// attributes that a DTD supplied and refuses document types.
+struct DocumentImport : xercesc::DOMDocumentImpl {
+    static DOMNode* run(xercesc::DOMDocument* into, const DOMNode* source, bool deep)
+    {
+        using Import = DOMNode* (xercesc::DOMDocumentImpl::*)(const DOMNode*, bool, bool);
+        const Import import = &DocumentImport::importNode;
+        return (static_cast<xercesc::DOMDocumentImpl*>(into)->*import)(source, deep, true);
+    }
+};
+
+// Deep copy of a document, into a new document on the same heap.
+xercesc::DOMDocument* copy_document(const DOMNode* source)
+{
+    auto* copy = static_cast<xercesc::DOMDocument*>(source->cloneNode(false));
+    try {
+        // Xerces-C imports each child deeply; an entity reference gets its
+        // expansion from the copy's document type, not from the source.
+        auto copy_one = [&](const DOMNode* node) -> Copied {
+            const bool element = node->getNodeType() == DOMNode::ELEMENT_NODE;
+            return {DocumentImport::run(copy, node, !element), element};
+        };
+        copy_descendants(source, copy, copy_one, [](DOMNode*) {});
+    } catch (...) {
+        copy->release();
+        throw;
+    }
+    return copy;
 }
 
 } // namespace
@@ -179,7 +318,14 @@ DOM_Node DOM_Node::cloneNode(bool deep) const
 {
     if (!fImpl)
         return DOM_Node();
-    DOMNode* copy = translate_dom_errors([&] { return fImpl->cloneNode(deep); });
+    DOMNode* copy = translate_dom_errors([&]() -> DOMNode* {
+        const short type = fImpl->getNodeType();
+        if (deep && type == DOMNode::DOCUMENT_NODE)
+            return copy_document(fImpl);
+        if (deep && has_copied_children(type))
+            return copy_subtree(fImpl);
+        return fImpl->cloneNode(deep);
+    });
     // A document copies into a new document, which needs an owner of its own.
     // The copy allocates through the original's memory manager, so it keeps
     // that alive too.
