@@ -2,7 +2,7 @@
 // references to the network, extreme depth, broken bytes and invalid names.
 // Each ends in a clear exception or parses; none crashes, hangs, exhausts
 // memory or makes a connection.
-#include "test_util.h"
+#include "child_process.h"
 #include "xerces_leaks.h"
 
 #include <arpa/inet.h>
@@ -24,81 +24,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// ---- Running a parse in a child process, to see its peak memory ---------------------
-
-struct ChildResult {
-    bool exited = false;
-    int status = -1;
-    std::string report; // what the child wrote
-    long peakKiB = 0;   // its maximum resident set
-};
-
-// Runs `work` in a fresh child process; what it returns is its report.
-ChildResult in_child(const std::function<std::string()>& work)
-{
-    int fds[2];
-    if (pipe(fds) != 0)
-        throw std::runtime_error("pipe failed");
-    const pid_t pid = fork();
-    if (pid == 0) {
-        close(fds[0]);
-        std::string report;
-        try {
-            report = work();
-        } catch (...) {
-            report = "unexpected exception";
-        }
-        const char* at = report.data();
-        std::size_t left = report.size();
-        while (left > 0) {
-            const ssize_t n = write(fds[1], at, left);
-            if (n <= 0)
-                break;
-            at += n;
-            left -= static_cast<std::size_t>(n);
-        }
-        close(fds[1]);
-        _exit(0);
-    }
-    close(fds[1]);
-    ChildResult result;
-    char chunk[4096];
-    for (ssize_t n; (n = read(fds[0], chunk, sizeof chunk)) > 0;)
-        result.report.append(chunk, static_cast<std::size_t>(n));
-    close(fds[0]);
-    int status = 0;
-    rusage usage{};
-    if (wait4(pid, &status, 0, &usage) == pid) {
-        result.exited = WIFEXITED(status);
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        result.peakKiB = usage.ru_maxrss;
-    }
-    return result;
-}
-
-// The message of the exception `parse` ends in, or "parsed".
-std::string outcome(const std::function<void()>& parse)
-{
-    try {
-        parse();
-        return "parsed";
-    } catch (const cTextException& e) {
-        return e.what();
-    }
-}
+// ---- Helpers -------------------------------------------------------------------------
 
 std::string parse_outcome(const std::string& xml)
 {
     return outcome([&] { parse_text(xml); });
 }
-
-// AddressSanitizer holds freed memory in quarantine and adds shadow memory,
-// so a sanitized child's resident set says little about the library.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr long kPeakLimitKiB = 1024L * 1024;
-#else
-constexpr long kPeakLimitKiB = 256L * 1024;
-#endif
 
 // Runs `parse` in a child process: it must end in `message` without the
 // child's resident memory reaching the limit.
@@ -108,15 +39,6 @@ void expect_fails_in_bounded_memory(const std::function<void()>& parse, const st
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(message, child.report);
     EXPECT_LT(child.peakKiB, kPeakLimitKiB);
-}
-
-std::string repeat(const std::string& piece, std::size_t times)
-{
-    std::string out;
-    out.reserve(piece.size() * times);
-    for (std::size_t i = 0; i < times; ++i)
-        out += piece;
-    return out;
 }
 
 // Ten levels of entities, each ten references to the one below: 10^9 "lol".

@@ -2,7 +2,7 @@
 // read, whatever the input is; a document reads DTDs and entities only from
 // regular files in its own folder tree or an allowed folder; and a file and a
 // buffer with the same bytes get the same answer.
-#include "test_util.h"
+#include "child_process.h"
 #include "xerces_leaks.h"
 
 #include <xercesc/util/RuntimeException.hpp>
@@ -29,83 +29,6 @@ using namespace std::string_literals;
 namespace {
 
 // ---- Helpers ----------------------------------------------------------------------------
-
-struct ChildResult {
-    bool exited = false;
-    std::string report; // what the child wrote
-    long peakKiB = 0;   // its maximum resident set
-};
-
-// Runs `work` in a fresh child process, which a hang ends after a minute;
-// what it returns is its report. Process-wide settings made there
-// (AllowEntityFolder) stay there.
-ChildResult in_child(const std::function<std::string()>& work)
-{
-    int fds[2];
-    if (pipe(fds) != 0)
-        throw std::runtime_error("pipe failed");
-    const pid_t pid = fork();
-    if (pid == 0) {
-        close(fds[0]);
-        alarm(60);
-        signal(SIGPIPE, SIG_IGN);
-        std::string report;
-        try {
-            report = work();
-        } catch (const std::exception& e) {
-            report = std::string("unexpected exception: ") + e.what();
-        } catch (...) {
-            report = "unexpected exception";
-        }
-        for (std::size_t at = 0; at < report.size();) {
-            const ssize_t n = write(fds[1], report.data() + at, report.size() - at);
-            if (n <= 0)
-                break;
-            at += static_cast<std::size_t>(n);
-        }
-        close(fds[1]);
-        _exit(0);
-    }
-    close(fds[1]);
-    ChildResult result;
-    char chunk[4096];
-    for (ssize_t n; (n = read(fds[0], chunk, sizeof chunk)) > 0;)
-        result.report.append(chunk, static_cast<std::size_t>(n));
-    close(fds[0]);
-    int status = 0;
-    rusage usage{};
-    if (wait4(pid, &status, 0, &usage) == pid) {
-        result.exited = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-        result.peakKiB = usage.ru_maxrss;
-    }
-    return result;
-}
-
-// The message of the exception `parse` ends in, or "parsed".
-std::string outcome(const std::function<void()>& parse)
-{
-    try {
-        parse();
-        return "parsed";
-    } catch (const cTextException& e) {
-        return e.what();
-    }
-}
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr long kPeakLimitKiB = 1024L * 1024;
-#else
-constexpr long kPeakLimitKiB = 256L * 1024;
-#endif
-
-std::string repeat(const std::string& piece, std::size_t times)
-{
-    std::string out;
-    out.reserve(piece.size() * times);
-    for (std::size_t i = 0; i < times; ++i)
-        out += piece;
-    return out;
-}
 
 // 103 KB of input, 200 MB of text once expanded.
 std::string amplification()
