@@ -559,29 +559,31 @@ run_bounded() {
     set -e
 }
 
+# expect_set_refused FILE PATH WHERE WHAT: set FILE PATH 2 exits 3 with the
+# refusal that names WHERE ("line L, column C") and WHAT, and FILE stays as
+# it was.
+expect_set_refused() {
+    cp "$1" before.xml
+    run set "$1" "$2" 2
+    expect 3 "" "xmlutil: refusing to save $1: $3: $4; the file is unchanged"$'\n'
+    same_file before.xml "$1"
+}
+
 case_set_refuses_name_beyond_latin1() {
     printf '<?xml version="1.0" encoding="UTF-8"?>\n<config>\n  <\xe5\x90\x8d\xe5\xad\x97>x</\xe5\x90\x8d\xe5\xad\x97>\n  <a>1</a>\n</config>\n' > conf/cjk.xml
-    cp conf/cjk.xml before.xml
-    run set conf/cjk.xml a 2
-    expect 3 "" $'xmlutil: refusing to save conf/cjk.xml: line 3, column 7: element <\xe5\x90\x8d\xe5\xad\x97> holds characters beyond ISO-8859-1, which the library\'s format cannot write; the file is unchanged\n'
-    same_file before.xml conf/cjk.xml
+    expect_set_refused conf/cjk.xml a "line 3, column 7" \
+        $'element <\xe5\x90\x8d\xe5\xad\x97> holds characters beyond ISO-8859-1, which the library\'s format cannot write'
     only_files "cjk.xml config.xml "
 }
 
 case_set_refuses_comment_cdata_pi_beyond_latin1() {
+    local cannot="holds characters beyond ISO-8859-1, which the library's format cannot write"
     printf '<c>\n  <!-- caf\xc3\xa9 \xe2\x82\xac -->\n  <b>1</b>\n</c>\n' > conf/comment.xml
+    expect_set_refused conf/comment.xml b "line 2, column 18" "a comment $cannot"
     printf '<c>\n  <x><![CDATA[\xe2\x82\xac]]></x>\n  <b>1</b>\n</c>\n' > conf/cdata.xml
+    expect_set_refused conf/cdata.xml b "line 2, column 19" "a CDATA section $cannot"
     printf '<c>\n  <?pi \xe2\x82\xac?>\n  <b>1</b>\n</c>\n' > conf/pi.xml
-    cp conf/comment.xml conf/cdata.xml conf/pi.xml .
-    run set conf/comment.xml b 2
-    expect 3 "" $'xmlutil: refusing to save conf/comment.xml: line 2, column 18: a comment holds characters beyond ISO-8859-1, which the library\'s format cannot write; the file is unchanged\n'
-    run set conf/cdata.xml b 2
-    expect 3 "" $'xmlutil: refusing to save conf/cdata.xml: line 2, column 19: a CDATA section holds characters beyond ISO-8859-1, which the library\'s format cannot write; the file is unchanged\n'
-    run set conf/pi.xml b 2
-    expect 3 "" $'xmlutil: refusing to save conf/pi.xml: line 2, column 11: the processing instruction <?pi?> holds characters beyond ISO-8859-1, which the library\'s format cannot write; the file is unchanged\n'
-    same_file comment.xml conf/comment.xml
-    same_file cdata.xml conf/cdata.xml
-    same_file pi.xml conf/pi.xml
+    expect_set_refused conf/pi.xml b "line 2, column 11" "the processing instruction <?pi?> $cannot"
     # Characters beyond ISO-8859-1 in text and attribute values are written
     # as character references and read back the same: those files are saved.
     printf '<c a="\xe2\x82\xac">\xe2\x82\xac<b>1</b></c>' > conf/refs.xml
@@ -596,10 +598,8 @@ case_set_refuses_comment_cdata_pi_beyond_latin1() {
 case_set_refuses_to_drop_doctype_and_expand_entities() {
     printf 'from a file\n' > conf/part.txt
     printf '<!DOCTYPE c [\n<!ENTITY e "hello">\n<!ENTITY f SYSTEM "part.txt">\n]>\n<c>\n  <a>&e;</a>\n  <b>1</b>\n</c>\n' > conf/dt.xml
-    cp conf/dt.xml before.xml
-    run set conf/dt.xml b 2
-    expect 3 "" $'xmlutil: refusing to save conf/dt.xml: line 1, column 13: the document type declaration would be lost or changed by the library\'s format; the file is unchanged\n'
-    same_file before.xml conf/dt.xml
+    expect_set_refused conf/dt.xml b "line 1, column 13" \
+        "the document type declaration would be lost or changed by the library's format"
     only_files "config.xml dt.xml part.txt "
 }
 
