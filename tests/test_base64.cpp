@@ -1095,7 +1095,8 @@ long peak_growth_kib(const std::function<bool()>& work)
     const pid_t pid = fork();
     if (pid == 0) {
         start_measuring();
-        long growth = work() ? status_kib("VmHWM:") - gBaselineKiB : -1;
+        // The reset peak may lie a few KiB below the baseline read after it.
+        long growth = work() ? std::max(0L, status_kib("VmHWM:") - gBaselineKiB) : -1;
         (void)!write(fds[1], &growth, sizeof growth);
         _exit(0);
     }
