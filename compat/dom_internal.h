@@ -57,6 +57,10 @@ private:
 //   cannot be read is skipped instead;
 // - at most kEntityExpansions expansions of user entities per document
 //   (predefined entities and character references don't count);
+// - inside an entity expansion, elements and inner entity references nest
+//   at most kEntityDepth levels below the outermost reference; deeper, the
+//   parse ends with a fatal error at that reference. Plain nesting outside
+//   entities is not limited;
 // - a parse may allocate kBaseBudget plus kBudgetPerInputByte for every
 //   byte its inputs have delivered so far, whatever they are (a file, a
 //   pipe, a buffer). A parse that needs more ends in xercesc::RuntimeException
@@ -67,6 +71,13 @@ private:
 class ParseGuard {
 public:
     static constexpr unsigned kEntityExpansions = 100000;
+    // Xerces-C walks an expansion by recursion when it marks it read-only
+    // (about 64 bytes of stack a level) and when it copies a document
+    // type's entities (about 120 bytes a level: that copy overflowed a
+    // 1 MiB stack at 9,000 levels, with or without ASan). 4,000 leaves half
+    // of such a stack to the caller, and is far deeper than any real
+    // document nests inside an entity.
+    static constexpr unsigned kEntityDepth = 4000;
     static constexpr std::size_t kBaseBudget = std::size_t(64) << 20;
     // Deep nesting is the most memory an ordinary document needs for its
     // size: about 200 bytes per byte read, most of it the scanner's element

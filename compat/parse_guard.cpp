@@ -456,11 +456,11 @@ struct Refusal {
     XMLFileLoc column = 0;
 };
 
-[[noreturn]] void refuse(const XMLResourceIdentifier& resource, const std::string& path, const char* why)
+[[noreturn]] void refuse_at(const Locator* at, const std::string& message)
 {
     Refusal refusal;
-    refusal.message = to_text("refused to read '" + path + "': " + why);
-    if (const Locator* at = resource.getLocator()) {
+    refusal.message = to_text(message);
+    if (at) {
         if (at->getSystemId())
             refusal.systemId = at->getSystemId();
         if (at->getPublicId())
@@ -469,6 +469,11 @@ struct Refusal {
         refusal.column = at->getColumnNumber();
     }
     throw refusal;
+}
+
+[[noreturn]] void refuse(const XMLResourceIdentifier& resource, const std::string& path, const char* why)
+{
+    refuse_at(resource.getLocator(), "refused to read '" + path + "': " + why);
 }
 
 // Network URLs are refused as before, by an XMLException that the scanner
@@ -590,7 +595,11 @@ public:
     {
     }
 
-    void begin() noexcept { fDtd = Dtd::none; }
+    void begin() noexcept
+    {
+        fDtd = Dtd::none;
+        fOpen = 0;
+    }
 
     // When memory runs out, Xerces-C leaves its parser marked busy and the
     // readers of the failed parse in place, on the grounds that nothing more
@@ -640,6 +649,44 @@ public:
         }
     }
 
+    // Depth inside entity expansions. Xerces-C marks a finished expansion
+    // read-only, and copies a document type's entities, by recursion over
+    // everything below the outermost reference, inner references included.
+    // Refused before the base class builds anything, so the partial
+    // document stays consistent. Plain elements cost one test.
+    void startEntityReference(const XMLEntityDecl& entity) override
+    {
+        open_level();
+        XercesDOMParser::startEntityReference(entity);
+    }
+
+    void endEntityReference(const XMLEntityDecl& entity) override
+    {
+        if (fOpen != 0)
+            --fOpen;
+        XercesDOMParser::endEntityReference(entity);
+    }
+
+    void startElement(const XMLElementDecl& element, const unsigned int uriId, const XMLCh* const prefix,
+                      const RefVectorOf<XMLAttr>& attributes, const XMLSize_t count, const bool isEmpty,
+                      const bool isRoot) override
+    {
+        if (fOpen != 0)
+            open_level();
+        // Calls endElement itself for an empty element.
+        XercesDOMParser::startElement(element, uriId, prefix, attributes, count, isEmpty, isRoot);
+    }
+
+    void endElement(const XMLElementDecl& element, const unsigned int uriId, const bool isRoot,
+                    const XMLCh* const prefix) override
+    {
+        // Never below the reference itself: an element that began outside
+        // it and ends inside is a fatal error the scanner stops at.
+        if (fOpen > 1)
+            --fOpen;
+        XercesDOMParser::endElement(element, uriId, isRoot, prefix);
+    }
+
     void endDocument() override
     {
         // Xerces-C takes a zero character for the end of the input; after
@@ -658,9 +705,22 @@ public:
 
 private:
     enum class Dtd { none, afterInternal, next };
+
+    // The outermost reference is level 0 and never refused.
+    void open_level()
+    {
+        if (fOpen > kEntityDepth)
+            refuse_at(getScanner()->getLocator(), "entity expansion nests elements deeper than " +
+                                                      std::to_string(kEntityDepth) + " levels");
+        ++fOpen;
+    }
+
     ParseGuard& fGuard;
     Dtd fDtd = Dtd::none;
     std::u16string fDtdId;
+    // Nodes open from the outermost open entity reference down, that
+    // reference included; 0 outside references.
+    unsigned fOpen = 0;
 };
 
 // ---- ParseGuard -----------------------------------------------------------------

@@ -405,3 +405,183 @@ TEST(dom_safety, writing_deep_trees_needs_little_stack)
     EXPECT_EQ(expected.size(), output.size());
     EXPECT_TRUE(expected == output);
 }
+
+// ---- depth inside entity expansions --------------------------------------------
+
+namespace {
+
+// Xerces-C marks an expansion read-only, and copies a document type's
+// entities, by recursion; the parser refuses expansions nested deeper.
+constexpr int kEntityLimit = 4000;
+const char kTooDeep[] = "entity expansion nests elements deeper than 4000 levels";
+constexpr std::size_t kSmallStack = std::size_t(1) << 20;
+
+std::string nested(int depth, const std::string& inside)
+{
+    std::string text;
+    text.reserve(static_cast<std::size_t>(depth) * 7 + inside.size());
+    for (int i = 0; i < depth; ++i)
+        text += "<a>";
+    text += inside;
+    for (int i = 0; i < depth; ++i)
+        text += "</a>";
+    return text;
+}
+
+// The entity e nests `depth` elements; the reference ends line 4 at char 7.
+std::string deep_entity(int depth)
+{
+    return "<!DOCTYPE r [\n<!ENTITY e '" + nested(depth, "x") + "'>\n]>\n<r>&e;</r>";
+}
+
+// e1 to e`count`, each nesting `depth` elements around a reference to the
+// next; e1's reference ends line count + 3 at char 8.
+std::string chained_entities(int count, int depth, int last)
+{
+    std::string xml = "<!DOCTYPE r [\n";
+    for (int i = 1; i <= count; ++i)
+        xml += "<!ENTITY e" + std::to_string(i) + " '" +
+               (i < count ? nested(depth, "&e" + std::to_string(i + 1) + ";") : nested(last, "x")) + "'>\n";
+    return xml + "]>\n<r>&e1;</r>";
+}
+
+std::string fatal(const std::string& input, int line, int column)
+{
+    return "Fatal Error at (file " + input + ", line " + std::to_string(line) + ", char " + std::to_string(column) +
+           "): " + kTooDeep + "\n";
+}
+
+// Keeps the fatal errors a DOMParser reports.
+class FatalErrors : public xercesc::ErrorHandler {
+public:
+    void warning(const xercesc::SAXParseException&) override {}
+    void error(const xercesc::SAXParseException&) override {}
+    void fatalError(const xercesc::SAXParseException& e) override
+    {
+        char* message = xercesc::XMLString::transcode(e.getMessage());
+        reports.push_back(std::to_string(e.getLineNumber()) + ":" + std::to_string(e.getColumnNumber()) + " " +
+                          message);
+        xercesc::XMLString::release(&message);
+    }
+    void resetErrors() override {}
+
+    std::vector<std::string> reports;
+};
+
+// Levels of elements below the entity reference that is `root`'s first child.
+int expansion_depth(const DOM_Document& doc)
+{
+    DOM_Node node = doc.getDocumentElement().getFirstChild();
+    if (node.getNodeType() != DOM_Node::ENTITY_REFERENCE_NODE)
+        return -1;
+    int levels = 0;
+    for (node = node.getFirstChild(); !node.isNull() && node.getNodeType() != DOM_Node::TEXT_NODE;
+         node = node.getFirstChild())
+        if (node.getNodeType() == DOM_Node::ELEMENT_NODE)
+            ++levels;
+    return node.isNull() || str(node.getNodeValue()) != "x" ? -1 : levels;
+}
+
+} // namespace
+
+TEST(dom_safety, deep_entity_expansion_is_refused_on_every_parse_path)
+{
+    const std::string xml = deep_entity(200000);
+    TempDir dir;
+    const std::string file = dir.write("deep.xml", xml);
+    on_small_stack(kSmallStack, [&] {
+        EXPECT_THROW_MSG(parse_text(xml), cTextException, fatal("XMLRead_ParseBufferID", 4, 7));
+        EXPECT_THROW_MSG(ParseFile(file, false), cTextException, fatal(file, 4, 7));
+        cXML_Utility facade(0);
+        EXPECT_THROW_MSG(facade.Parse(xml.data(), static_cast<unsigned int>(xml.size())), cTextException,
+                         fatal("XMLRead_ParseBufferID", 4, 7));
+        EXPECT_THROW_MSG(facade.Parse(file), cTextException, fatal(file, 4, 7));
+
+        DOMParser parser;
+        FatalErrors errors;
+        parser.setErrorHandler(&errors);
+        const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "deep");
+        parser.parse(source);
+        parser.parse(file.c_str());
+        const std::string expected = std::string("4:7 ") + kTooDeep;
+        EXPECT_EQ((std::vector<std::string>{expected, expected}), errors.reports);
+        // The parser is ready for the next document.
+        const std::string fine = deep_entity(3);
+        const xercesc::MemBufInputSource next(reinterpret_cast<const XMLByte*>(fine.data()), fine.size(), "fine");
+        parser.parse(next);
+        EXPECT_EQ(2u, errors.reports.size());
+        EXPECT_EQ(3, expansion_depth(parser.getDocument()));
+    });
+}
+
+TEST(dom_safety, nested_entity_references_add_up_to_the_limit)
+{
+    // 60 entities of 3,500 levels each, one inside the other: each alone is
+    // below the limit, together they are 210,000 levels deep, and a copy of
+    // the outermost entity copies all of them.
+    const std::string xml = chained_entities(60, 3500, 3500);
+    on_small_stack(kSmallStack, [&] {
+        EXPECT_THROW_MSG(parse_text(xml), cTextException, fatal("XMLRead_ParseBufferID", 63, 8));
+        DOMParser parser;
+        FatalErrors errors;
+        parser.setErrorHandler(&errors);
+        const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "chain");
+        parser.parse(source);
+        EXPECT_EQ(std::vector<std::string>{std::string("63:8 ") + kTooDeep}, errors.reports);
+        // What was built before the refusal copies safely.
+        DOM_Document partial = parser.getDocument();
+        ASSERT_FALSE(partial.isNull());
+        EXPECT_EQ(DOM_Node::DOCUMENT_NODE, partial.cloneNode(true).getNodeType());
+    });
+}
+
+TEST(dom_safety, entity_expansion_at_the_limit_parses)
+{
+    on_small_stack(kSmallStack, [&] {
+        DOM_Document doc = parse_text(deep_entity(kEntityLimit));
+        EXPECT_EQ(kEntityLimit, expansion_depth(doc));
+        // An inner reference is a level of its own.
+        EXPECT_NO_THROW(parse_text(chained_entities(2, kEntityLimit / 2 - 1, kEntityLimit / 2)));
+        EXPECT_THROW_MSG(parse_text(deep_entity(kEntityLimit + 1)), cTextException,
+                         fatal("XMLRead_ParseBufferID", 4, 7));
+        EXPECT_THROW_MSG(parse_text(chained_entities(2, kEntityLimit / 2, kEntityLimit / 2)), cTextException,
+                         fatal("XMLRead_ParseBufferID", 5, 8));
+    });
+}
+
+TEST(dom_safety, copying_a_document_with_a_deep_entity_needs_little_stack)
+{
+    // Xerces-C copies a document type's entities by recursion: on this stack
+    // 9,000 levels overflowed it. Such a document no longer parses.
+    DOM_Document doc;
+    try {
+        doc = parse_text(deep_entity(9000));
+        ADD_FAILURE() << "9,000 levels parsed";
+    } catch (const cTextException& e) {
+        EXPECT_EQ(fatal("XMLRead_ParseBufferID", 4, 7), e.what());
+        doc = parse_text(deep_entity(kEntityLimit));
+    }
+    on_small_stack(kSmallStack, [&] {
+        DOM_Node copy = doc.cloneNode(true);
+        ASSERT_EQ(DOM_Node::DOCUMENT_NODE, copy.getNodeType());
+        DOM_Document& copied = static_cast<DOM_Document&>(copy);
+        EXPECT_EQ("r", str(copied.getDocumentElement().getNodeName()));
+        EXPECT_EQ("r", str(copied.getDoctype().getName()));
+        DOM_Node element = doc.getDocumentElement().cloneNode(true);
+        EXPECT_EQ("r", str(element.getNodeName()));
+    });
+}
+
+TEST(dom_safety, plain_nesting_is_not_limited)
+{
+    const std::string xml = "<r>" + nested(kDepth, "x") + "</r>";
+    on_small_stack(kSmallStack, [&] {
+        DOM_Document doc = parse_text(xml);
+        DOM_Node node = doc.getDocumentElement();
+        int levels = 0;
+        for (node = node.getFirstChild(); node.getNodeType() == DOM_Node::ELEMENT_NODE; node = node.getFirstChild())
+            ++levels;
+        EXPECT_EQ(kDepth, levels);
+        EXPECT_EQ("x", str(node.getNodeValue()));
+    });
+}
