@@ -614,7 +614,10 @@ public:
     /// xmlutil.h): regular files in the document's folder tree or in a folder
     /// given to AllowEntityFolder only; anything else is a fatal error for
     /// the error handler. Under Val_Never an external DTD that may not or
-    /// cannot be read is left out.
+    /// cannot be read is left out. Elements nested more than 4,000 levels
+    /// deep inside an entity expansion are a fatal error too ("entity
+    /// expansion nests elements deeper than 4000 levels"); plain nesting is
+    /// not limited.
     void parse(const char* systemId, bool reuseGrammar = false);
     /// Parses from `source`, such as a MemBufInputSource. See parse. The
     /// document's folder tree is that of the source's system id when it names

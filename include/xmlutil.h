@@ -113,7 +113,8 @@ XMLUTIL_API void FindAndRepleace(std::string& text, char ch, std::string replace
 /// that may not or cannot be read is left out and the parse goes on; a
 /// reference to an entity that only that DTD declares still fails.
 ///
-/// Limits: at most 100,000 entity expansions, and the parse may use 64 MiB
+/// Limits: at most 100,000 entity expansions, at most 4,000 levels of
+/// elements inside one entity expansion, and the parse may use 64 MiB
 /// plus 256 bytes for every byte read so far (of the file and of what it
 /// names); beyond that it ends in a cTextException whose message ends in
 /// "Message: out of memory: ...". The document can grow without a cap once
