@@ -564,13 +564,11 @@ public:
 class XMLUTIL_API DOMParser {
 public:
     /// When to validate against a DTD.
-    enum ValSchemes { Val_Never, Val_Always, Val_Auto };
-    /// ar Val_Never
-    /// Never validate.
-    /// ar Val_Always
-    /// Validate every document: one without a DTD is invalid.
-    /// ar Val_Auto
-    /// Validate only documents that have a DTD.
+    enum ValSchemes {
+        Val_Never,  ///< Never validate.
+        Val_Always, ///< Validate every document: one without a DTD is invalid.
+        Val_Auto    ///< Validate only documents that have a DTD.
+    };
 
     /// A parser that does not validate. `valToAdopt` is handed to Xerces-C.
     explicit DOMParser(XERCES_CPP_NAMESPACE::XMLValidator* valToAdopt = nullptr);
