@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace xmlutil_detail {
@@ -251,6 +252,15 @@ auto translate_dom_errors(F&& call) -> decltype(call())
     } catch (const xercesc::DOMException& e) {
         rethrow_dom_exception(e);
     }
+}
+
+// The one way a handle changes a document's structure: the stamp tells the
+// node lists and the lookup cache that what they hold may be stale.
+template <class F>
+auto change_structure(DocumentCount* count, F&& change) -> decltype(change())
+{
+    ++full_share(count)->changes;
+    return translate_dom_errors(std::forward<F>(change));
 }
 
 // Access to the inside of handles for the library's own code.

@@ -268,8 +268,7 @@ DOM_Node DOM_Node::insertBefore(const DOM_Node& newChild, const DOM_Node& refChi
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
     refuse_cycle(node, newChild.fImpl);
-    ++full_share(fShare)->changes;
-    return DOM_Node(translate_dom_errors([&] { return node->insertBefore(newChild.fImpl, refChild.fImpl); }),
+    return DOM_Node(change_structure(fShare, [&] { return node->insertBefore(newChild.fImpl, refChild.fImpl); }),
                     fShare);
 }
 
@@ -290,8 +289,7 @@ DOM_Node DOM_Node::replaceChild(const DOM_Node& newChild, const DOM_Node& oldChi
         translate_dom_errors([&] { node->insertBefore(oldChild.fImpl, oldChild.fImpl); });
         return oldChild;
     }
-    ++full_share(fShare)->changes;
-    return DOM_Node(translate_dom_errors([&] { return node->replaceChild(newChild.fImpl, oldChild.fImpl); }),
+    return DOM_Node(change_structure(fShare, [&] { return node->replaceChild(newChild.fImpl, oldChild.fImpl); }),
                     fShare);
 }
 
@@ -300,8 +298,7 @@ DOM_Node DOM_Node::removeChild(const DOM_Node& oldChild)
     DOMNode* node = require(fImpl);
     if (!oldChild.fImpl)
         throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
-    ++full_share(fShare)->changes;
-    return DOM_Node(translate_dom_errors([&] { return node->removeChild(oldChild.fImpl); }), fShare);
+    return DOM_Node(change_structure(fShare, [&] { return node->removeChild(oldChild.fImpl); }), fShare);
 }
 
 DOM_Node DOM_Node::appendChild(const DOM_Node& newChild)
@@ -310,8 +307,7 @@ DOM_Node DOM_Node::appendChild(const DOM_Node& newChild)
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
     refuse_cycle(node, newChild.fImpl);
-    ++full_share(fShare)->changes;
-    return DOM_Node(translate_dom_errors([&] { return node->appendChild(newChild.fImpl); }), fShare);
+    return DOM_Node(change_structure(fShare, [&] { return node->appendChild(newChild.fImpl); }), fShare);
 }
 
 DOM_Node DOM_Node::cloneNode(bool deep) const
