@@ -170,6 +170,10 @@ struct NodeListImpl {
     bool deep = false;
     bool matchAll = false;
     std::u16string name;
+    // getElementsByTagNameNS: `name` is a local name, matched with the URI.
+    bool byNamespace = false;
+    bool anyNamespace = false;
+    std::u16string namespaceURI;
 
     static constexpr std::uint64_t kNoStamp = ~std::uint64_t{0};
     std::uint64_t stamp = kNoStamp;
