@@ -4,6 +4,7 @@
 #include <xercesc/sax/ErrorHandler.hpp>
 
 #include <sstream>
+#include <type_traits>
 
 namespace {
 
@@ -50,6 +51,49 @@ DOM_Element read_only_element(const DOM_Document& doc)
 }
 
 } // namespace
+
+// ---- signatures ---------------------------------------------------------------
+
+// Classic code compiles against these exact types, const-ness and by-value
+// parameters included.
+TEST(signatures, are_the_classic_ones)
+{
+    using S = const DOMString&;
+    static_assert(std::is_same<decltype(&DOM_Node::normalize), void (DOM_Node::*)()>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Node::isSupported), bool (DOM_Node::*)(S, S) const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Node::setPrefix), void (DOM_Node::*)(S)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Node::hasAttributes), bool (DOM_Node::*)() const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::hasAttribute), bool (DOM_Element::*)(S) const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::setAttributeNode), DOM_Attr (DOM_Element::*)(DOM_Attr)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::removeAttributeNode), DOM_Attr (DOM_Element::*)(DOM_Attr)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::getAttributeNS), DOMString (DOM_Element::*)(S, S) const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::setAttributeNS), void (DOM_Element::*)(S, S, S)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::removeAttributeNS), void (DOM_Element::*)(S, S)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::getAttributeNodeNS), DOM_Attr (DOM_Element::*)(S, S) const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::setAttributeNodeNS), DOM_Attr (DOM_Element::*)(DOM_Attr)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::getElementsByTagNameNS),
+                               DOM_NodeList (DOM_Element::*)(S, S) const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Element::hasAttributeNS), bool (DOM_Element::*)(S, S) const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_CharacterData::getData), DOMString (DOM_CharacterData::*)() const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_CharacterData::setData), void (DOM_CharacterData::*)(S)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_CharacterData::getLength), unsigned int (DOM_CharacterData::*)() const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_CharacterData::substringData),
+                               DOMString (DOM_CharacterData::*)(unsigned int, unsigned int) const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_CharacterData::appendData), void (DOM_CharacterData::*)(S)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_CharacterData::insertData),
+                               void (DOM_CharacterData::*)(unsigned int, S)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_CharacterData::deleteData),
+                               void (DOM_CharacterData::*)(unsigned int, unsigned int)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_CharacterData::replaceData),
+                               void (DOM_CharacterData::*)(unsigned int, unsigned int, S)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Text::splitText), DOM_Text (DOM_Text::*)(unsigned int)>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Text::isIgnorableWhitespace), bool (DOM_Text::*)()>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Attr::getSpecified), bool (DOM_Attr::*)() const>::value, "");
+    static_assert(std::is_same<decltype(&DOM_Attr::getOwnerElement), DOM_Element (DOM_Attr::*)() const>::value, "");
+    // Inherited, as in the classic DOM.
+    static_assert(std::is_same<decltype(&DOM_Element::hasAttributes), bool (DOM_Node::*)() const>::value, "");
+    SUCCEED();
+}
 
 // ---- DOM_Node::normalize ------------------------------------------------------
 
