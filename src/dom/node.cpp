@@ -382,8 +382,8 @@ void DOM_Node::setPrefix(const DOMString& prefix)
 {
     DOMNode* node = require(fImpl);
     const short type = node->getNodeType();
-    // Xerces-C takes a prefix for nodes made without namespaces as long as
-    // no namespace is asked for; the classic DOM refuses them all.
+    // Only nodes made with namespaces have a local name. Refused here, so
+    // that every other node, whatever its type, answers NAMESPACE_ERR.
     if ((type != DOMNode::ELEMENT_NODE && type != DOMNode::ATTRIBUTE_NODE) || !node->getLocalName())
         throw_dom_exception(DOM_DOMException::NAMESPACE_ERR);
     // The name changes, and lists of elements match by name.
