@@ -13,7 +13,7 @@ configure_file(${CMAKE_CURRENT_SOURCE_DIR}/docs/Doxyfile.in ${XMLUTIL_DOCS_OUTPU
 
 set(XMLUTIL_DOCS_INPUTS
     ${CMAKE_CURRENT_SOURCE_DIR}/include/xmlutil.h
-    ${CMAKE_CURRENT_SOURCE_DIR}/compat/xmlutil_dom.h
+    ${CMAKE_CURRENT_SOURCE_DIR}/include/xmlutil_dom.h
     ${CMAKE_CURRENT_SOURCE_DIR}/docs/guide.md
     ${CMAKE_CURRENT_SOURCE_DIR}/docs/classic-dom.md)
 

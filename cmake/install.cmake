@@ -1,5 +1,7 @@
 # Install rules: the shared library with its symlinks, the two public
-# headers, a CMake package (xmlutil::xmlutil) and a pkg-config file.
+# headers, the classic include tree, a CMake package (xmlutil::xmlutil,
+# xmlutil::classic, xmlutil::classic17) and pkg-config files (xmlutil,
+# xmlutil-classic, xmlutil-classic-1.7).
 #
 #   cmake --install <build dir> [--prefix <dir>] [--component Runtime|Development]
 #
@@ -25,6 +27,10 @@ endif()
 
 # Runtime: libxmlutil.so.1.0.0 and its soname link libxmlutil.so.1.
 # Development: the namelink libxmlutil.so, headers, CMake and pkg-config files.
+install(TARGETS xmlutil_classic xmlutil_classic17 EXPORT xmlutil-targets)
+install(DIRECTORY ${xmlutil_classic_root}/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT Development)
 install(TARGETS xmlutil EXPORT xmlutil-targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         COMPONENT Runtime
@@ -83,6 +89,15 @@ endif()
 xmlutil_pc_path(XMLUTIL_PC_LIBDIR "${CMAKE_INSTALL_LIBDIR}")
 xmlutil_pc_path(XMLUTIL_PC_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/xmlutil.pc.in ${PROJECT_BINARY_DIR}/xmlutil.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/xmlutil.pc
+set(XMLUTIL_PC_CLASSIC_NAME xmlutil-classic)
+set(XMLUTIL_PC_CLASSIC_REQUIRES xmlutil)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/xmlutil-classic.pc.in ${PROJECT_BINARY_DIR}/xmlutil-classic.pc @ONLY)
+set(XMLUTIL_PC_CLASSIC_NAME xmlutil-classic-1.7)
+set(XMLUTIL_PC_CLASSIC_REQUIRES xmlutil-classic)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/xmlutil-classic.pc.in ${PROJECT_BINARY_DIR}/xmlutil-classic-1.7.pc @ONLY)
+install(FILES
+        ${PROJECT_BINARY_DIR}/xmlutil.pc
+        ${PROJECT_BINARY_DIR}/xmlutil-classic.pc
+        ${PROJECT_BINARY_DIR}/xmlutil-classic-1.7.pc
     DESTINATION ${XMLUTIL_PKGCONFIG_INSTALL_DIR}
     COMPONENT Development)

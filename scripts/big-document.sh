@@ -12,7 +12,7 @@ cmake --build build/release --target xmlutil -j "$(nproc)" > /dev/null
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-g++ -std=c++17 -O2 -Iinclude -Icompat scripts/big_document.cpp -o "$work/big_document" \
+g++ -std=c++17 -O2 -Iinclude scripts/big_document.cpp -o "$work/big_document" \
     -Lbuild/release -lxmlutil -lxerces-c -Wl,-rpath,"$PWD/build/release"
 
 # Items of a configuration-like document until the size is reached.

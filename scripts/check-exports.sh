@@ -1,20 +1,37 @@
 #!/usr/bin/env bash
 # Checks that a built libxmlutil.so exports the interface and nothing else:
-# every dynamic symbol it defines must belong to a class or function of the
-# interface, and every function of the interface must be there.
+# every dynamic symbol it defines must belong to an entry of the interface
+# list (cmake/exports.txt, from which the version script is made too), and
+# every function and named class of the list must be there.
 set -euo pipefail
-lib=${1:?usage: check-exports.sh path/to/libxmlutil.so}
+lib=${1:?usage: check-exports.sh path/to/libxmlutil.so [path/to/exports.txt]}
+list=${2:-$(dirname "$0")/../cmake/exports.txt}
 
 symbols=$(nm -D --defined-only "$lib" | c++filt | awk '{ $1 = ""; $2 = ""; sub(/^  /, ""); print }')
 
-allowed='^((DOM_[A-Za-z]+|DOMString|DOMParser|cTextException|XMLUtilError|cNodeIterator|cXML_Utility|cXMLiterator)::'
-allowed+='|(typeinfo|typeinfo name|vtable) for (DOM_DOMException|cTextException|XMLUtilError)$'
-allowed+='|(TrimLeft|TrimRight|Trim|FindAndRepleace|ParseFile|ParseBuffer|AllowEntityFolder|GetNodeByName|DOM2STLstring'
-allowed+='|ReadNodeData|GetNamedAttributeValue|GetNodeName|CreateDocument|CreateNewElement|SaveNodeData'
-allowed+='|SaveDataToNode|SetNodeAttribute|Base64Encode|Base64Decode|ConvertBinaryToBase64|ConvertStringToBase64'
-allowed+='|ConvertBase64ToBinary|ConvertBase64ToString|CreateTabs|TestForGarbage|outputContent|SaveNodeAttribute'
-allowed+='|ReadNodeAttribute)(\[abi:cxx11\])?\('
-allowed+='|operator<<\(std::basic_ostream<char, std::char_traits<char> >&, (DOMString const|DOM_Node)&\)$)'
+classes=()
+polymorphic=()
+functions=()
+streams=()
+while read -r kind name; do
+    case $kind in
+    class) classes+=("${name//\*/[A-Za-z]+}") ;;
+    polymorphic) classes+=("$name"); polymorphic+=("$name") ;;
+    function) functions+=("$name") ;;
+    stream) streams+=("$name") ;;
+    '' | '#'*) ;;
+    *) echo "$list: unknown kind '$kind'"; exit 2 ;;
+    esac
+done < "$list"
+
+join() {
+    local IFS='|'
+    echo "$*"
+}
+allowed="^(($(join "${classes[@]}"))::"
+allowed+="|(typeinfo|typeinfo name|vtable) for ($(join "${polymorphic[@]}"))\$"
+allowed+="|($(join "${functions[@]}"))(\\[abi:cxx11\\])?\\("
+allowed+="|operator<<\\(std::basic_ostream<char, std::char_traits<char> >&, ($(join "${streams[@]}"))&\\)\$)"
 
 status=0
 unexpected=$(grep -Ev "$allowed" <<<"$symbols" || true)
@@ -24,19 +41,14 @@ if [ -n "$unexpected" ]; then
     status=1
 fi
 
-for name in TrimLeft TrimRight Trim FindAndRepleace ParseFile ParseBuffer AllowEntityFolder GetNodeByName DOM2STLstring \
-    ReadNodeData GetNamedAttributeValue GetNodeName CreateDocument CreateNewElement SaveNodeData \
-    SaveDataToNode SetNodeAttribute Base64Encode Base64Decode ConvertBinaryToBase64 ConvertStringToBase64 \
-    ConvertBase64ToBinary ConvertBase64ToString CreateTabs TestForGarbage outputContent SaveNodeAttribute \
-    ReadNodeAttribute; do
+for name in "${functions[@]}"; do
     if ! grep -Eq "^$name(\[abi:cxx11\])?\(" <<<"$symbols"; then
         echo "missing from the exports: $name"
         status=1
     fi
 done
-for class in DOM_Node DOM_Element DOM_Document DOMString DOMParser cTextException XMLUtilError cNodeIterator \
-    cXML_Utility cXMLiterator; do
-    if ! grep -q "^$class::" <<<"$symbols"; then
+for class in "${classes[@]}"; do
+    if [[ $class != *'[A-Za-z]+' ]] && ! grep -q "^$class::" <<<"$symbols"; then
         echo "missing from the exports: $class"
         status=1
     fi

@@ -55,7 +55,7 @@ declare -A extra=([documents]="-dict=$root/fuzz/xml.dict")
 
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1:fast_unwind_on_malloc=0}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
-export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$root/fuzz/lsan.supp}"
+export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$root/tests/lsan.supp}"
 
 # The strings target runs under the unit tests' locale, whose LC_CTYPE marks
 # the byte 0xA0 as white space: the library's white-space rule asks the

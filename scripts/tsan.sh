@@ -26,9 +26,6 @@ cmake --build "$build" --target test_threads -j "$jobs"
 # Xerces-C comes from the distribution and is not instrumented: its own
 # memory accesses are invisible to TSan, its locks (pthread) are not.
 export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1${TSAN_OPTIONS:+:$TSAN_OPTIONS}"
-if [[ -f tests/tsan.supp ]]; then
-    TSAN_OPTIONS="$TSAN_OPTIONS:suppressions=$PWD/tests/tsan.supp"
-fi
 
 run=()
 probe="$build/tests/test_threads"

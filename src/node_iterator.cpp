@@ -54,7 +54,6 @@ cNodeIterator cNodeIterator::operator++(int)
 {
     cNodeIterator before(*this);
     ++*this;
-    FindNextNode();
     return before;
 }
 

@@ -534,7 +534,6 @@ cXMLiterator cXMLiterator::operator++(int)
         fail("cXMLiterator::operator++(int): failed to increment empty class!");
     cXMLiterator before(*this);
     ++*this;
-    FindNextNode();
     return before;
 }
 
@@ -631,10 +630,10 @@ static_assert(sizeof kBase64Alphabet == 66, "64 digits, the pad and the terminat
 
 } // namespace
 
-// The alphabet as legacy code reaches it: a writable pointer, which the
-// encoder reads afresh on every call and indexes through. The library never
-// re-points it. The attribute keeps it hidden whichever source it ends up in;
-// the version script keeps it local too.
+// The alphabet behind the process-wide pointer the interface names. It is
+// hidden (the attribute, and the version script), so nothing outside the
+// library reaches it, and the library never re-points it; the encoder reads
+// it on every call all the same.
 __attribute__((visibility("hidden"))) char* cpBase64Encoding = const_cast<char*>(kBase64Alphabet);
 
 namespace {

@@ -26,7 +26,7 @@ endfunction()
 # Runs a consumer and compares its standard output with the expected file,
 # byte for byte, then checks that the library it loads is the installed one.
 function(run_consumer program expected)
-    execute_process(COMMAND ${program}
+    execute_process(COMMAND ${program} ${ARGN}
         OUTPUT_VARIABLE actual ERROR_VARIABLE err RESULT_VARIABLE status)
     if(NOT status EQUAL 0)
         message(FATAL_ERROR "${program} exited with ${status}:\n${actual}\n${err}")
@@ -64,6 +64,12 @@ if(STEP STREQUAL "install")
     foreach(file IN ITEMS
             ${includedir}/xmlutil.h
             ${includedir}/xmlutil_dom.h
+            ${includedir}/xmlutil-classic/dom/DOM.hpp
+            ${includedir}/xmlutil-classic/parsers/DOMParser.hpp
+            ${includedir}/xmlutil-classic/xercesc/dom/deprecated/DOM_Node.hpp
+            ${includedir}/xmlutil-classic-1.7/xercesc/dom/DOM.hpp
+            ${libdir}/pkgconfig/xmlutil-classic.pc
+            ${libdir}/pkgconfig/xmlutil-classic-1.7.pc
             ${libdir}/libxmlutil.so.${VERSION}
             ${libdir}/cmake/xmlutil/xmlutilConfig.cmake
             ${libdir}/cmake/xmlutil/xmlutilConfigVersion.cmake
@@ -134,6 +140,33 @@ elseif(STEP STREQUAL "pkgconfig")
     # Nothing but the prefix on the library path: the build tree is not there.
     set(ENV{LD_LIBRARY_PATH} ${libdir})
     run_consumer(${program} ${SOURCE_DIR}/pkgconfig/expected.txt)
+
+elseif(STEP STREQUAL "classic")
+    # Classic-style programs that keep their #include lines, built with the
+    # flags of the classic pkg-config packages alone.
+    if(NOT PKG_CONFIG)
+        message(FATAL_ERROR "pkg-config not found: install the Debian package pkg-config")
+    endif()
+    file(REMOVE_RECURSE ${WORK_DIR})
+    file(MAKE_DIRECTORY ${WORK_DIR})
+    set(ENV{PKG_CONFIG_PATH} ${libdir}/pkgconfig)
+    set(ENV{LD_LIBRARY_PATH} ${libdir})
+    string(REPLACE "," ";" programs "${CLASSIC_PROGRAMS}")
+    string(REPLACE "," ";" packages "${CLASSIC_PACKAGES}")
+    foreach(program package IN ZIP_LISTS programs packages)
+        execute_process(COMMAND ${PKG_CONFIG} --cflags --libs ${package}
+            OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_VARIABLE err RESULT_VARIABLE status)
+        if(NOT status EQUAL 0)
+            message(FATAL_ERROR "pkg-config --cflags --libs ${package} failed:\n${err}")
+        endif()
+        message(STATUS "${program}: pkg-config --cflags --libs ${package}: ${flags}")
+        separate_arguments(flags UNIX_COMMAND "${flags}")
+        run("compiling ${program}"
+            ${CXX} -std=c++17 ${cxx_flags} ${SOURCE_DIR}/classic/${program}.cpp -o ${WORK_DIR}/${program}
+            ${flags} ${link_flags})
+        run_consumer(${WORK_DIR}/${program} ${SOURCE_DIR}/classic/${program}.expected
+            ${SOURCE_DIR}/classic/personal.xml)
+    endforeach()
 
 else()
     message(FATAL_ERROR "unknown STEP '${STEP}'")

@@ -37,6 +37,11 @@ xercesc::DOMCharacterData* as_character_data(DOMNode* node) noexcept
     return node && is_character_data(node->getNodeType()) ? static_cast<xercesc::DOMCharacterData*>(node) : nullptr;
 }
 
+bool read_only(const DOMNode* node) noexcept
+{
+    return xercesc::castToNodeImpl(node)->isReadOnly();
+}
+
 DOMNode* require(DOMNode* node)
 {
     if (!node)
@@ -268,8 +273,7 @@ DOM_Node DOM_Node::insertBefore(const DOM_Node& newChild, const DOM_Node& refChi
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
     refuse_cycle(node, newChild.fImpl);
-    ++full_share(fShare)->changes;
-    return DOM_Node(translate_dom_errors([&] { return node->insertBefore(newChild.fImpl, refChild.fImpl); }),
+    return DOM_Node(change_structure(fShare, [&] { return node->insertBefore(newChild.fImpl, refChild.fImpl); }),
                     fShare);
 }
 
@@ -290,8 +294,7 @@ DOM_Node DOM_Node::replaceChild(const DOM_Node& newChild, const DOM_Node& oldChi
         translate_dom_errors([&] { node->insertBefore(oldChild.fImpl, oldChild.fImpl); });
         return oldChild;
     }
-    ++full_share(fShare)->changes;
-    return DOM_Node(translate_dom_errors([&] { return node->replaceChild(newChild.fImpl, oldChild.fImpl); }),
+    return DOM_Node(change_structure(fShare, [&] { return node->replaceChild(newChild.fImpl, oldChild.fImpl); }),
                     fShare);
 }
 
@@ -300,8 +303,7 @@ DOM_Node DOM_Node::removeChild(const DOM_Node& oldChild)
     DOMNode* node = require(fImpl);
     if (!oldChild.fImpl)
         throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
-    ++full_share(fShare)->changes;
-    return DOM_Node(translate_dom_errors([&] { return node->removeChild(oldChild.fImpl); }), fShare);
+    return DOM_Node(change_structure(fShare, [&] { return node->removeChild(oldChild.fImpl); }), fShare);
 }
 
 DOM_Node DOM_Node::appendChild(const DOM_Node& newChild)
@@ -310,8 +312,7 @@ DOM_Node DOM_Node::appendChild(const DOM_Node& newChild)
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
     refuse_cycle(node, newChild.fImpl);
-    ++full_share(fShare)->changes;
-    return DOM_Node(translate_dom_errors([&] { return node->appendChild(newChild.fImpl); }), fShare);
+    return DOM_Node(change_structure(fShare, [&] { return node->appendChild(newChild.fImpl); }), fShare);
 }
 
 DOM_Node DOM_Node::cloneNode(bool deep) const
@@ -332,6 +333,66 @@ DOM_Node DOM_Node::cloneNode(bool deep) const
     if (copy && copy->getNodeType() == DOMNode::DOCUMENT_NODE)
         return HandleAccess::adopt(static_cast<xercesc::DOMDocument*>(copy), full_share(fShare)->memory);
     return DOM_Node(copy, fShare);
+}
+
+void DOM_Node::normalize()
+{
+    DOMNode* root = require(fImpl);
+    // Xerces-C's normalize recurses once per level; this walk keeps no stack.
+    change_structure(fShare, [&] {
+        std::u16string merged;
+        DOMNode* node = root->getFirstChild();
+        while (node) {
+            if (node->getNodeType() == DOMNode::TEXT_NODE) {
+                DOMNode* next = node->getNextSibling();
+                if (next && next->getNodeType() == DOMNode::TEXT_NODE) {
+                    // One setData for the whole run, not an append per node:
+                    // the document's heap keeps every intermediate buffer.
+                    auto* text = static_cast<xercesc::DOMText*>(node);
+                    merged.assign(text->getData());
+                    while (next && next->getNodeType() == DOMNode::TEXT_NODE) {
+                        merged += static_cast<xercesc::DOMText*>(next)->getData();
+                        DOMNode* after = next->getNextSibling();
+                        // Removed, not released: a handle may still hold it.
+                        node->getParentNode()->removeChild(next);
+                        next = after;
+                    }
+                    text->setData(merged.c_str());
+                }
+            } else if (node->getNodeType() == DOMNode::ELEMENT_NODE && node->getFirstChild()) {
+                node = node->getFirstChild();
+                continue;
+            }
+            while (!node->getNextSibling()) {
+                node = node->getParentNode();
+                if (node == root)
+                    return;
+            }
+            node = node->getNextSibling();
+        }
+    });
+}
+
+bool DOM_Node::isSupported(const DOMString& feature, const DOMString& version) const
+{
+    return DOM_DOMImplementation().hasFeature(feature, version);
+}
+
+void DOM_Node::setPrefix(const DOMString& prefix)
+{
+    DOMNode* node = require(fImpl);
+    const short type = node->getNodeType();
+    // Only nodes made with namespaces have a local name. Refused here, so
+    // that every other node, whatever its type, answers NAMESPACE_ERR.
+    if ((type != DOMNode::ELEMENT_NODE && type != DOMNode::ATTRIBUTE_NODE) || !node->getLocalName())
+        throw_dom_exception(DOM_DOMException::NAMESPACE_ERR);
+    // The name changes, and lists of elements match by name.
+    change_structure(fShare, [&] { node->setPrefix(prefix.rawBuffer()); });
+}
+
+bool DOM_Node::hasAttributes() const
+{
+    return fImpl && fImpl->getNodeType() == DOMNode::ELEMENT_NODE && fImpl->hasAttributes();
 }
 
 // ---- character data, processing instructions, document types, attributes --
@@ -355,6 +416,101 @@ unsigned int DOM_CharacterData::getLength() const
 {
     xercesc::DOMCharacterData* data = as_character_data(fImpl);
     return data ? static_cast<unsigned int>(data->getLength()) : 0;
+}
+
+namespace {
+
+// The character data for a change: the null node and other types refuse.
+xercesc::DOMCharacterData* require_character_data(DOMNode* node)
+{
+    require(node);
+    xercesc::DOMCharacterData* data = as_character_data(node);
+    if (!data)
+        throw_dom_exception(DOM_DOMException::NOT_SUPPORTED_ERR);
+    return data;
+}
+
+// A read-only node refuses before its offsets are looked at.
+void check_change(xercesc::DOMCharacterData* data, unsigned int offset)
+{
+    if (read_only(data))
+        throw_dom_exception(DOM_DOMException::NO_MODIFICATION_ALLOWED_ERR);
+    if (offset > data->getLength())
+        throw_dom_exception(DOM_DOMException::INDEX_SIZE_ERR);
+}
+
+} // namespace
+
+DOMString DOM_CharacterData::substringData(unsigned int offset, unsigned int count) const
+{
+    xercesc::DOMCharacterData* data = as_character_data(fImpl);
+    if (!data)
+        return DOMString();
+    const XMLSize_t length = data->getLength();
+    if (offset > length)
+        throw_dom_exception(DOM_DOMException::INDEX_SIZE_ERR);
+    const XMLSize_t available = length - offset;
+    const unsigned int taken = count < available ? count : static_cast<unsigned int>(available);
+    if (taken == 0)
+        return DOMString();
+    return DOMString(data->getData() + offset, taken);
+}
+
+void DOM_CharacterData::appendData(const DOMString& text)
+{
+    xercesc::DOMCharacterData* data = require_character_data(fImpl);
+    translate_dom_errors([&] { data->appendData(arg(text)); });
+}
+
+void DOM_CharacterData::insertData(unsigned int offset, const DOMString& text)
+{
+    xercesc::DOMCharacterData* data = require_character_data(fImpl);
+    check_change(data, offset);
+    translate_dom_errors([&] { data->insertData(offset, arg(text)); });
+}
+
+void DOM_CharacterData::deleteData(unsigned int offset, unsigned int count)
+{
+    xercesc::DOMCharacterData* data = require_character_data(fImpl);
+    check_change(data, offset);
+    translate_dom_errors([&] { data->deleteData(offset, count); });
+}
+
+void DOM_CharacterData::replaceData(unsigned int offset, unsigned int count, const DOMString& text)
+{
+    xercesc::DOMCharacterData* data = require_character_data(fImpl);
+    check_change(data, offset);
+    translate_dom_errors([&] { data->replaceData(offset, count, arg(text)); });
+}
+
+DOM_Text DOM_Text::splitText(unsigned int offset)
+{
+    require(fImpl);
+    const short type = fImpl->getNodeType();
+    if (type != DOMNode::TEXT_NODE && type != DOMNode::CDATA_SECTION_NODE)
+        throw_dom_exception(DOM_DOMException::NOT_SUPPORTED_ERR);
+    auto* text = static_cast<xercesc::DOMText*>(fImpl);
+    check_change(text, offset);
+    // Made here rather than by Xerces-C's splitText, which splits a CDATA
+    // section into another CDATA section.
+    DOMNode* rest = change_structure(fShare, [&]() -> DOMNode* {
+        const XMLSize_t length = text->getLength();
+        const std::u16string tail(text->getData() + offset, length - offset);
+        DOMNode* made = text->getOwnerDocument()->createTextNode(tail.c_str());
+        text->deleteData(offset, length - offset);
+        if (DOMNode* parent = text->getParentNode())
+            parent->insertBefore(made, text->getNextSibling());
+        return made;
+    });
+    return HandleAccess::make<DOM_Text>(rest, fShare);
+}
+
+bool DOM_Text::isIgnorableWhitespace()
+{
+    const short type = fImpl ? fImpl->getNodeType() : 0;
+    if (type != DOMNode::TEXT_NODE && type != DOMNode::CDATA_SECTION_NODE)
+        return false;
+    return static_cast<xercesc::DOMText*>(fImpl)->isIgnorableWhitespace();
 }
 
 DOMString DOM_ProcessingInstruction::getTarget() const
@@ -391,6 +547,18 @@ void DOM_Attr::setValue(const DOMString& value)
 {
     auto* attr = require_as<xercesc::DOMAttr>(fImpl, DOMNode::ATTRIBUTE_NODE);
     translate_dom_errors([&] { attr->setValue(arg(value)); });
+}
+
+bool DOM_Attr::getSpecified() const
+{
+    auto* attr = as<xercesc::DOMAttr>(fImpl, DOMNode::ATTRIBUTE_NODE);
+    return attr && attr->getSpecified();
+}
+
+DOM_Element DOM_Attr::getOwnerElement() const
+{
+    auto* attr = as<xercesc::DOMAttr>(fImpl, DOMNode::ATTRIBUTE_NODE);
+    return attr ? HandleAccess::make<DOM_Element>(attr->getOwnerElement(), fShare) : DOM_Element();
 }
 
 // ---- DOM_Element --------------------------------------------------------------
@@ -449,6 +617,136 @@ DOM_NodeList elements_by_tag_name(DOMNode* root, DocumentCount* share, const DOM
 DOM_NodeList DOM_Element::getElementsByTagName(const DOMString& name) const
 {
     return elements_by_tag_name(fImpl, fShare, name);
+}
+
+bool DOM_Element::hasAttribute(const DOMString& name) const
+{
+    auto* element = as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    return element && element->getAttributeNode(arg(name));
+}
+
+namespace {
+
+// The attribute argument of setAttributeNode(NS): a null handle, or one on
+// another type of node, cannot go into an attribute map.
+xercesc::DOMAttr* attribute_argument(const DOM_Attr& handle)
+{
+    DOMNode* node = HandleAccess::node(handle);
+    if (!node || node->getNodeType() != DOMNode::ATTRIBUTE_NODE)
+        throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
+    return static_cast<xercesc::DOMAttr*>(node);
+}
+
+// The checks of setAttributeNode(NS), in the classic order.
+void check_new_attribute(xercesc::DOMElement* element, xercesc::DOMAttr* attr, bool ownElementToo)
+{
+    if (read_only(element))
+        throw_dom_exception(DOM_DOMException::NO_MODIFICATION_ALLOWED_ERR);
+    if (attr->getOwnerDocument() != element->getOwnerDocument())
+        throw_dom_exception(DOM_DOMException::WRONG_DOCUMENT_ERR);
+    const xercesc::DOMElement* owner = attr->getOwnerElement();
+    if (owner && (ownElementToo || owner != element))
+        throw_dom_exception(DOM_DOMException::INUSE_ATTRIBUTE_ERR);
+}
+
+} // namespace
+
+DOM_Attr DOM_Element::setAttributeNode(DOM_Attr newAttr)
+{
+    auto* element = require_as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    xercesc::DOMAttr* attr = attribute_argument(newAttr);
+    check_new_attribute(element, attr, false);
+    if (attr->getOwnerElement() == element)
+        return DOM_Attr();
+    return HandleAccess::make<DOM_Attr>(translate_dom_errors([&] { return element->setAttributeNode(attr); }),
+                                        fShare);
+}
+
+DOM_Attr DOM_Element::removeAttributeNode(DOM_Attr oldAttr)
+{
+    auto* element = require_as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    DOMNode* node = HandleAccess::node(oldAttr);
+    if (read_only(element))
+        throw_dom_exception(DOM_DOMException::NO_MODIFICATION_ALLOWED_ERR);
+    if (!node || node->getNodeType() != DOMNode::ATTRIBUTE_NODE ||
+        static_cast<xercesc::DOMAttr*>(node)->getOwnerElement() != element)
+        throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
+    auto* attr = static_cast<xercesc::DOMAttr*>(node);
+    return HandleAccess::make<DOM_Attr>(translate_dom_errors([&] { return element->removeAttributeNode(attr); }),
+                                        fShare);
+}
+
+DOMString DOM_Element::getAttributeNS(const DOMString& namespaceURI, const DOMString& localName) const
+{
+    auto* element = as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    return element ? DOMString(element->getAttributeNS(namespaceURI.rawBuffer(), arg(localName))) : DOMString();
+}
+
+void DOM_Element::setAttributeNS(const DOMString& namespaceURI, const DOMString& qualifiedName,
+                                 const DOMString& value)
+{
+    auto* element = require_as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    if (read_only(element))
+        throw_dom_exception(DOM_DOMException::NO_MODIFICATION_ALLOWED_ERR);
+    translate_dom_errors([&] {
+        // A new attribute in the place of the one of the same qualified name,
+        // as the classic DOM does; Xerces-C's setAttributeNS would instead
+        // keep the one of the same URI and local name, with its prefix.
+        xercesc::DOMAttr* attr =
+            element->getOwnerDocument()->createAttributeNS(namespaceURI.rawBuffer(), arg(qualifiedName));
+        attr->setValue(arg(value));
+        // The replaced attribute is not released: a handle may hold it.
+        element->getAttributes()->setNamedItem(attr);
+    });
+}
+
+void DOM_Element::removeAttributeNS(const DOMString& namespaceURI, const DOMString& localName)
+{
+    auto* element = require_as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    if (read_only(element))
+        throw_dom_exception(DOM_DOMException::NO_MODIFICATION_ALLOWED_ERR);
+    // As in removeAttribute: Xerces-C's removeAttributeNS recycles the node.
+    translate_dom_errors([&] {
+        if (xercesc::DOMAttr* attr = element->getAttributeNodeNS(namespaceURI.rawBuffer(), arg(localName)))
+            element->removeAttributeNode(attr);
+    });
+}
+
+DOM_Attr DOM_Element::getAttributeNodeNS(const DOMString& namespaceURI, const DOMString& localName) const
+{
+    auto* element = as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    return element ? HandleAccess::make<DOM_Attr>(
+                         element->getAttributeNodeNS(namespaceURI.rawBuffer(), arg(localName)), fShare)
+                   : DOM_Attr();
+}
+
+DOM_Attr DOM_Element::setAttributeNodeNS(DOM_Attr newAttr)
+{
+    auto* element = require_as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    xercesc::DOMAttr* attr = attribute_argument(newAttr);
+    check_new_attribute(element, attr, true);
+    return HandleAccess::make<DOM_Attr>(translate_dom_errors([&] { return element->setAttributeNodeNS(attr); }),
+                                        fShare);
+}
+
+DOM_NodeList DOM_Element::getElementsByTagNameNS(const DOMString& namespaceURI, const DOMString& localName) const
+{
+    if (!fImpl)
+        return DOM_NodeList();
+    auto* list = new NodeListImpl(fShare, fImpl);
+    list->deep = true;
+    list->byNamespace = true;
+    list->name = arg(localName);
+    list->matchAll = list->name == u"*";
+    list->namespaceURI = arg(namespaceURI);
+    list->anyNamespace = list->namespaceURI == u"*";
+    return HandleAccess::list(list);
+}
+
+bool DOM_Element::hasAttributeNS(const DOMString& namespaceURI, const DOMString& localName) const
+{
+    auto* element = as<xercesc::DOMElement>(fImpl, DOMNode::ELEMENT_NODE);
+    return element && element->getAttributeNodeNS(namespaceURI.rawBuffer(), arg(localName));
 }
 
 // ---- DOM_Document -------------------------------------------------------------

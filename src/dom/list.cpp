@@ -145,7 +145,15 @@ static DOMNode* next_entry(NodeListImpl& list, DOMNode* node) noexcept
 {
     if (!list.deep)
         return node == list.root ? node->getFirstChild() : node->getNextSibling();
-    return next_element_named(node, list.root, list.name.c_str(), list.matchAll);
+    if (!list.byNamespace)
+        return next_element_named(node, list.root, list.name.c_str(), list.matchAll);
+    while ((node = next_in_subtree(node, list.root)) != nullptr) {
+        if (node->getNodeType() == DOMNode::ELEMENT_NODE &&
+            (list.anyNamespace || equal_text(node->getNamespaceURI(), list.namespaceURI.c_str())) &&
+            (list.matchAll || equal_text(node->getLocalName(), list.name.c_str())))
+            return node;
+    }
+    return nullptr;
 }
 
 DOMNode* NodeListImpl::item(std::size_t index)

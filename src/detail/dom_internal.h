@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace xmlutil_detail {
@@ -180,6 +181,10 @@ struct NodeListImpl {
     bool deep = false;
     bool matchAll = false;
     std::u16string name;
+    // getElementsByTagNameNS: `name` is a local name, matched with the URI.
+    bool byNamespace = false;
+    bool anyNamespace = false;
+    std::u16string namespaceURI;
 
     static constexpr std::uint64_t kNoStamp = ~std::uint64_t{0};
     std::uint64_t stamp = kNoStamp;
@@ -262,6 +267,15 @@ auto translate_dom_errors(F&& call) -> decltype(call())
     } catch (const xercesc::DOMException& e) {
         rethrow_dom_exception(e);
     }
+}
+
+// The one way a handle changes a document's structure: the stamp tells the
+// node lists and the lookup cache that what they hold may be stale.
+template <class F>
+auto change_structure(DocumentCount* count, F&& change) -> decltype(change())
+{
+    ++full_share(count)->changes;
+    return translate_dom_errors(std::forward<F>(change));
 }
 
 // Access to the inside of handles for the library's own code.

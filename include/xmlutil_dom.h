@@ -297,6 +297,18 @@ public:
     bool hasChildNodes() const { return fImpl && fImpl->hasChildNodes(); }
     /// A copy in the same document (a document copies into a new document).
     DOM_Node cloneNode(bool deep) const;
+    /// Merges adjacent text nodes (not CDATA sections) throughout the subtree,
+    /// descending into elements. Empty text nodes stay; attribute values are
+    /// left alone. Any depth: it does not recurse.
+    void normalize();
+    /// Same as DOM_DOMImplementation::hasFeature.
+    bool isSupported(const DOMString& feature, const DOMString& version) const;
+    /// Sets the namespace prefix of an element or attribute made with
+    /// namespaces; a null or empty prefix removes it. Every other node, and
+    /// elements and attributes made without namespaces, throw NAMESPACE_ERR.
+    void setPrefix(const DOMString& prefix);
+    /// True only for an element with at least one attribute.
+    bool hasAttributes() const;
 
 protected:
     /// A handle on `node`, one more user of the document counted by `share`.
@@ -369,11 +381,30 @@ class XMLUTIL_API DOM_CharacterData : public DOM_Node {
     void setData(const DOMString& data);
     /// Number of 16-bit characters.
     unsigned int getLength() const;
+    /// `count` characters from `offset`, fewer at the end of the data; the
+    /// null string when none are left. INDEX_SIZE_ERR if `offset` is past the end.
+    DOMString substringData(unsigned int offset, unsigned int count) const;
+    /// Appends `arg` to the data.
+    void appendData(const DOMString& arg);
+    /// Inserts `arg` at `offset`; INDEX_SIZE_ERR if `offset` is past the end.
+    void insertData(unsigned int offset, const DOMString& arg);
+    /// Removes `count` characters from `offset`, fewer at the end of the
+    /// data; INDEX_SIZE_ERR if `offset` is past the end.
+    void deleteData(unsigned int offset, unsigned int count);
+    /// deleteData(offset, count), then insertData(offset, arg).
+    void replaceData(unsigned int offset, unsigned int count, const DOMString& arg);
 };
 
 /// Handle to a text node.
 class XMLUTIL_API DOM_Text : public DOM_CharacterData {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_Text, DOM_CharacterData)
+    /// Keeps `[0, offset)` here and moves the rest into a new text node (a
+    /// text node for a CDATA section too), the next sibling when there is a
+    /// parent; returns it. INDEX_SIZE_ERR if `offset` is past the end.
+    DOM_Text splitText(unsigned int offset);
+    /// True for text the parser made from white space that the DTD's
+    /// element content declares ignorable.
+    bool isIgnorableWhitespace();
 };
 
 /// Handle to a comment.
@@ -416,6 +447,10 @@ class XMLUTIL_API DOM_Attr : public DOM_Node {
     DOMString getValue() const;
     /// Replaces the attribute's value.
     void setValue(const DOMString& value);
+    /// False for a value that the DTD supplied, true otherwise.
+    bool getSpecified() const;
+    /// The element that has the attribute, or the null node.
+    DOM_Element getOwnerElement() const;
 };
 
 /// Handle to an element.
@@ -434,6 +469,34 @@ class XMLUTIL_API DOM_Element : public DOM_Node {
     /// Live list of the elements below this node named `name` (`*`: all), in
     /// document order.
     DOM_NodeList getElementsByTagName(const DOMString& name) const;
+    /// True when the attribute is there, set or supplied by the DTD.
+    bool hasAttribute(const DOMString& name) const;
+    /// Adds `newAttr`, or puts it in the place of the attribute of the same
+    /// name; returns the replaced attribute or the null node. INUSE_ATTRIBUTE_ERR
+    /// if another element has it, WRONG_DOCUMENT_ERR if another document made it.
+    DOM_Attr setAttributeNode(DOM_Attr newAttr);
+    /// Takes `oldAttr` off the element and returns it; NOT_FOUND_ERR if it is
+    /// not this element's. A default from the DTD takes its place.
+    DOM_Attr removeAttributeNode(DOM_Attr oldAttr);
+    /// The value of the attribute (`namespaceURI`, `localName`); empty when
+    /// there is no such attribute. A null and an empty URI are the same.
+    DOMString getAttributeNS(const DOMString& namespaceURI, const DOMString& localName) const;
+    /// Sets a new attribute made with namespaces; it replaces the attribute of
+    /// the same qualified name. NAMESPACE_ERR or INVALID_CHARACTER_ERR for a bad name.
+    void setAttributeNS(const DOMString& namespaceURI, const DOMString& qualifiedName, const DOMString& value);
+    /// Removing an attribute that is not there does nothing.
+    void removeAttributeNS(const DOMString& namespaceURI, const DOMString& localName);
+    /// The attribute (`namespaceURI`, `localName`), or the null node.
+    DOM_Attr getAttributeNodeNS(const DOMString& namespaceURI, const DOMString& localName) const;
+    /// Adds `newAttr`, or puts it in the place of the attribute of the same
+    /// namespace URI and local name; returns the replaced attribute or the
+    /// null node. INUSE_ATTRIBUTE_ERR if any element has it, this one too.
+    DOM_Attr setAttributeNodeNS(DOM_Attr newAttr);
+    /// Live list of the elements below this node in the namespace
+    /// `namespaceURI` with the local name `localName` (`*` matches any, for either).
+    DOM_NodeList getElementsByTagNameNS(const DOMString& namespaceURI, const DOMString& localName) const;
+    /// See hasAttribute.
+    bool hasAttributeNS(const DOMString& namespaceURI, const DOMString& localName) const;
 };
 
 /// Handle to a document: the root of a tree, and the maker of its nodes.
@@ -564,13 +627,11 @@ public:
 class XMLUTIL_API DOMParser {
 public:
     /// When to validate against a DTD.
-    enum ValSchemes { Val_Never, Val_Always, Val_Auto };
-    /// ar Val_Never
-    /// Never validate.
-    /// ar Val_Always
-    /// Validate every document: one without a DTD is invalid.
-    /// ar Val_Auto
-    /// Validate only documents that have a DTD.
+    enum ValSchemes {
+        Val_Never,  ///< Never validate.
+        Val_Always, ///< Validate every document: one without a DTD is invalid.
+        Val_Auto    ///< Validate only documents that have a DTD.
+    };
 
     /// A parser that does not validate. `valToAdopt` is handed to Xerces-C.
     explicit DOMParser(XERCES_CPP_NAMESPACE::XMLValidator* valToAdopt = nullptr);
