@@ -54,6 +54,28 @@ function(run_consumer program expected)
     message(STATUS "${program}: output as expected, ${soname} from ${loaded}")
 endfunction()
 
+# Empties WORK_DIR and points pkg-config at the installed prefix.
+macro(start_pkgconfig_step)
+    if(NOT PKG_CONFIG)
+        message(FATAL_ERROR "pkg-config not found: install the Debian package pkg-config")
+    endif()
+    file(REMOVE_RECURSE ${WORK_DIR})
+    file(MAKE_DIRECTORY ${WORK_DIR})
+    set(ENV{PKG_CONFIG_PATH} ${libdir}/pkgconfig)
+endmacro()
+
+# The compile and link flags of the installed pkg-config package, as a list.
+function(pkg_config_flags package out)
+    execute_process(COMMAND ${PKG_CONFIG} --cflags --libs ${package}
+        OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_VARIABLE err RESULT_VARIABLE status)
+    if(NOT status EQUAL 0)
+        message(FATAL_ERROR "pkg-config --cflags --libs ${package} failed:\n${err}")
+    endif()
+    message(STATUS "pkg-config --cflags --libs ${package}: ${flags}")
+    separate_arguments(flags UNIX_COMMAND "${flags}")
+    set(${out} ${flags} PARENT_SCOPE)
+endfunction()
+
 if(STEP STREQUAL "install")
     # Everything that `cmake --install` copies must exist and be current.
     run("building ${BUILD_DIR}" ${CMAKE_COMMAND} --build ${BUILD_DIR} ${config_args})
@@ -111,25 +133,14 @@ elseif(STEP STREQUAL "cmake")
     run_consumer(${WORK_DIR}/bin/consumer ${SOURCE_DIR}/cmake/expected.txt)
 
 elseif(STEP STREQUAL "pkgconfig")
-    if(NOT PKG_CONFIG)
-        message(FATAL_ERROR "pkg-config not found: install the Debian package pkg-config")
-    endif()
-    file(REMOVE_RECURSE ${WORK_DIR})
-    file(MAKE_DIRECTORY ${WORK_DIR})
-    set(ENV{PKG_CONFIG_PATH} ${libdir}/pkgconfig)
+    start_pkgconfig_step()
 
     execute_process(COMMAND ${PKG_CONFIG} --modversion xmlutil
         OUTPUT_VARIABLE modversion OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE status)
     if(NOT status EQUAL 0 OR NOT modversion STREQUAL VERSION)
         message(FATAL_ERROR "pkg-config --modversion xmlutil gives '${modversion}', not ${VERSION}")
     endif()
-    execute_process(COMMAND ${PKG_CONFIG} --cflags --libs xmlutil
-        OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_VARIABLE err RESULT_VARIABLE status)
-    if(NOT status EQUAL 0)
-        message(FATAL_ERROR "pkg-config --cflags --libs xmlutil failed:\n${err}")
-    endif()
-    message(STATUS "pkg-config --cflags --libs xmlutil: ${flags}")
-    separate_arguments(flags UNIX_COMMAND "${flags}")
+    pkg_config_flags(xmlutil flags)
     if(NOT "-lxmlutil" IN_LIST flags OR NOT "-lxerces-c" IN_LIST flags)
         message(FATAL_ERROR "pkg-config flags lack -lxmlutil or -lxerces-c: ${flags}")
     endif()
@@ -144,23 +155,12 @@ elseif(STEP STREQUAL "pkgconfig")
 elseif(STEP STREQUAL "classic")
     # Classic-style programs that keep their #include lines, built with the
     # flags of the classic pkg-config packages alone.
-    if(NOT PKG_CONFIG)
-        message(FATAL_ERROR "pkg-config not found: install the Debian package pkg-config")
-    endif()
-    file(REMOVE_RECURSE ${WORK_DIR})
-    file(MAKE_DIRECTORY ${WORK_DIR})
-    set(ENV{PKG_CONFIG_PATH} ${libdir}/pkgconfig)
+    start_pkgconfig_step()
     set(ENV{LD_LIBRARY_PATH} ${libdir})
     string(REPLACE "," ";" programs "${CLASSIC_PROGRAMS}")
     string(REPLACE "," ";" packages "${CLASSIC_PACKAGES}")
     foreach(program package IN ZIP_LISTS programs packages)
-        execute_process(COMMAND ${PKG_CONFIG} --cflags --libs ${package}
-            OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_VARIABLE err RESULT_VARIABLE status)
-        if(NOT status EQUAL 0)
-            message(FATAL_ERROR "pkg-config --cflags --libs ${package} failed:\n${err}")
-        endif()
-        message(STATUS "${program}: pkg-config --cflags --libs ${package}: ${flags}")
-        separate_arguments(flags UNIX_COMMAND "${flags}")
+        pkg_config_flags(${package} flags)
         run("compiling ${program}"
             ${CXX} -std=c++17 ${cxx_flags} ${SOURCE_DIR}/classic/${program}.cpp -o ${WORK_DIR}/${program}
             ${flags} ${link_flags})
