@@ -34,6 +34,7 @@ XERCES_CPP_NAMESPACE_BEGIN
 class DOMNode;
 class DOMNamedNodeMap;
 class DOMImplementation;
+class EntityResolver;
 class ErrorHandler;
 class InputSource;
 class XMLValidator;
@@ -659,6 +660,65 @@ public:
     void setErrorHandler(XERCES_CPP_NAMESPACE::ErrorHandler* handler);
     /// The installed handler, or null.
     XERCES_CPP_NAMESPACE::ErrorHandler* getErrorHandler() const;
+    /// Installs a resolver the parser asks first for every DTD and external
+    /// entity; it stays the caller's. The files a document may read stay
+    /// limited as parse describes: a LocalFileInputSource or URLInputSource
+    /// the resolver returns is read only where the document itself could
+    /// read its system id; any other source (a MemBufInputSource, say) is
+    /// read as given, since its bytes come from the program. A null result
+    /// leaves the entity to the parser's own rules.
+    void setEntityResolver(XERCES_CPP_NAMESPACE::EntityResolver* resolver);
+    /// The installed resolver, or null.
+    XERCES_CPP_NAMESPACE::EntityResolver* getEntityResolver() const;
+
+    /// true (the default): an entity reference becomes an EntityReference
+    /// node with the expansion as its children; false: the expansion takes
+    /// its place and merges with the text around it. Character references
+    /// and the predefined entities never make nodes. (1.7's default was false.)
+    void setCreateEntityReferenceNodes(bool create);
+    /// Whether entity reference nodes are created.
+    bool getCreateEntityReferenceNodes() const;
+    /// Deprecated: the inverse of setCreateEntityReferenceNodes, so false by
+    /// default. (In 1.7 it set and returned the create flag itself.)
+    void setExpandEntityReferences(bool expand);
+    /// Deprecated: !getCreateEntityReferenceNodes().
+    bool getExpandEntityReferences() const;
+    /// true (the default): white space that a DTD content model makes
+    /// ignorable is kept as text nodes whose isIgnorableWhitespace() is
+    /// true; false: it is dropped. Only a validating parse tells such white
+    /// space from other text.
+    void setIncludeIgnorableWhitespace(bool include);
+    /// Whether ignorable white space is kept.
+    bool getIncludeIgnorableWhitespace() const;
+    /// true (the default): the parse ends at the first fatal error; false:
+    /// it goes on where it can, reporting later errors too.
+    void setExitOnFirstFatalError(bool exit);
+    /// Whether the parse ends at the first fatal error.
+    bool getExitOnFirstFatalError() const;
+    /// true: a validity error ends the parse while exit on first fatal error
+    /// is on (it still goes to the handler's error()); false (the default):
+    /// the parse goes on after it.
+    void setValidationConstraintFatal(bool fatal);
+    /// Whether validity errors are fatal.
+    bool getValidationConstraintFatal() const;
+    /// true: validate against the XML Schemas a document names (needs
+    /// namespaces on and a validation scheme other than Val_Never); false
+    /// (the default): schemas are ignored.
+    void setDoSchema(bool doSchema);
+    /// Whether schema processing is on.
+    bool getDoSchema() const;
+    /// true: also check the schemas themselves fully (slow); false (the
+    /// default): only what validating documents needs.
+    void setValidationSchemaFullChecking(bool fullChecking);
+    /// Whether full schema checking is on.
+    bool getValidationSchemaFullChecking() const;
+    /// The number of errors and fatal errors the last parse reported, those
+    /// of the limits described at parse included; 0 before any parse.
+    int getErrorCount() const;
+    /// Lets go of the current document, as a new parse does: getDocument()
+    /// then returns the null document until the next parse (the classic
+    /// parser made an empty one). Handles already handed out stay valid.
+    void reset();
 
     /// Parses the file or URL `systemId`. Exceptions thrown by the error
     /// handler pass through; a Xerces-C DOMException arrives as

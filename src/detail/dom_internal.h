@@ -106,6 +106,15 @@ public:
     void parse(xercesc::XercesDOMParser& parser, const xercesc::InputSource& source);
     void parse(xercesc::XercesDOMParser& parser, const char* systemId);
 
+    // The application's resolver, asked before the rules above are applied
+    // to what it returns; not owned.
+    void set_user_resolver(xercesc::EntityResolver* resolver) noexcept { fUserResolver = resolver; }
+    xercesc::EntityResolver* user_resolver() const noexcept { return fUserResolver; }
+
+    // Errors and fatal errors of the last parse of `parser`: the scanner's
+    // count and the fatal errors reported here, around the scanner.
+    std::size_t error_count(const xercesc::XercesDOMParser& parser) const noexcept;
+
     // The cap the last parse ran into, or 0 when it did not.
     std::size_t exceeded_budget() const noexcept { return fExceeded; }
     const ZeroStop& zero_stop() const noexcept { return fZeroStop; }
@@ -117,6 +126,11 @@ private:
 
     std::unique_ptr<Resolver> fResolver;
     std::unique_ptr<xercesc::SecurityManager> fSecurity;
+    xercesc::EntityResolver* fUserResolver = nullptr;
+    // Whether the last parse reached the scanner, and the fatal errors it
+    // reported itself.
+    bool fScanned = false;
+    std::size_t fOwnErrors = 0;
     std::size_t fExceeded = 0;
     ZeroStop fZeroStop;
 };

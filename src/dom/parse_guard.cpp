@@ -6,6 +6,7 @@
 #include <xercesc/internal/ReaderMgr.hpp>
 #include <xercesc/internal/XMLReader.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
+#include <xercesc/sax/EntityResolver.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/Locator.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
@@ -175,6 +176,21 @@ public:
 
 private:
     const InputSource& fInner;
+};
+
+// A source the application's entity resolver made, owned and counted.
+class ProgramSource final : public InputSource {
+public:
+    explicit ProgramSource(InputSource* inner) noexcept : fInner(inner) {}
+
+    BinInputStream* makeStream() const override { return CountedSource(*fInner).makeStream(); }
+    const XMLCh* getEncoding() const override { return fInner->getEncoding(); }
+    const XMLCh* getPublicId() const override { return fInner->getPublicId(); }
+    const XMLCh* getSystemId() const override { return fInner->getSystemId(); }
+    bool getIssueFatalErrorIfNotFound() const override { return fInner->getIssueFatalErrorIfNotFound(); }
+
+private:
+    std::unique_ptr<InputSource> fInner;
 };
 
 // A file the resolver opened and checked; its bytes count like the main
@@ -638,6 +654,24 @@ public:
         // left out, as other non-validating parsers do.
         const bool skippable = subset && getValidationScheme() == Val_Never;
         try {
+            if (EntityResolver* user = fGuard.fUserResolver) {
+                std::unique_ptr<InputSource> given(user->resolveEntity(resource->getPublicId(),
+                                                                       resource->getSystemId()));
+                if (given) {
+                    // Files and URLs it names are read only where the
+                    // document itself may read.
+                    if (dynamic_cast<LocalFileInputSource*>(given.get()) ||
+                        dynamic_cast<URLInputSource*>(given.get())) {
+                        const XMLResourceIdentifier named(resource->getResourceIdentifierType(),
+                                                          given->getSystemId(), resource->getNameSpace(),
+                                                          resource->getPublicId(), resource->getBaseURI());
+                        return fGuard.fResolver->resolve(named, skippable);
+                    }
+                    InputSource* counted = new ProgramSource(given.get());
+                    given.release();
+                    return counted;
+                }
+            }
             return fGuard.fResolver->resolve(*resource, skippable);
         } catch (const SkippedDtd&) {
             // Entities that only the subset declares are still unknown:
@@ -780,6 +814,8 @@ void ParseGuard::parse(XercesDOMParser& parser, const char* systemId)
     } catch (const XMLException& e) {
         fExceeded = 0;
         fZeroStop = ZeroStop();
+        fScanned = false;
+        fOwnErrors = 1;
         // As the scanner reports a name it cannot make a source of.
         if (ErrorHandler* handler = parser.getErrorHandler())
             handler->fatalError(SAXParseException(e.getMessage(), u"", u"", 0, 0));
@@ -789,10 +825,17 @@ void ParseGuard::parse(XercesDOMParser& parser, const char* systemId)
     run(parser, *source);
 }
 
+std::size_t ParseGuard::error_count(const XercesDOMParser& parser) const noexcept
+{
+    return (fScanned ? parser.getErrorCount() : 0) + fOwnErrors;
+}
+
 void ParseGuard::run(XercesDOMParser& parser, const InputSource& source)
 {
     fExceeded = 0;
     fZeroStop = ZeroStop();
+    fScanned = true;
+    fOwnErrors = 0;
     static_cast<Parser&>(parser).begin();
     const CountedSource counted(source);
     ParseBudget budget;
@@ -807,6 +850,7 @@ void ParseGuard::run(XercesDOMParser& parser, const InputSource& source)
         static_cast<Parser&>(parser).recover();
         ThrowXML(RuntimeException, XMLExcepts::Out_Of_Memory);
     } catch (const Refusal& refusal) {
+        fOwnErrors = 1;
         if (ErrorHandler* handler = parser.getErrorHandler())
             handler->fatalError(SAXParseException(refusal.message.c_str(), refusal.publicId.c_str(),
                                                   refusal.systemId.c_str(), refusal.line, refusal.column));

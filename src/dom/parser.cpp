@@ -74,6 +74,102 @@ xercesc::ErrorHandler* DOMParser::getErrorHandler() const
     return fParser->getErrorHandler();
 }
 
+void DOMParser::setEntityResolver(xercesc::EntityResolver* resolver)
+{
+    // Kept by the guard, not handed to Xerces-C: there it would replace the
+    // guard's own resolver and with it the rules on what may be read.
+    fGuard->set_user_resolver(resolver);
+}
+
+xercesc::EntityResolver* DOMParser::getEntityResolver() const
+{
+    return fGuard->user_resolver();
+}
+
+void DOMParser::setCreateEntityReferenceNodes(bool create)
+{
+    fParser->setCreateEntityReferenceNodes(create);
+}
+
+bool DOMParser::getCreateEntityReferenceNodes() const
+{
+    return fParser->getCreateEntityReferenceNodes();
+}
+
+void DOMParser::setExpandEntityReferences(bool expand)
+{
+    fParser->setCreateEntityReferenceNodes(!expand);
+}
+
+bool DOMParser::getExpandEntityReferences() const
+{
+    return !fParser->getCreateEntityReferenceNodes();
+}
+
+void DOMParser::setIncludeIgnorableWhitespace(bool include)
+{
+    fParser->setIncludeIgnorableWhitespace(include);
+}
+
+bool DOMParser::getIncludeIgnorableWhitespace() const
+{
+    return fParser->getIncludeIgnorableWhitespace();
+}
+
+void DOMParser::setExitOnFirstFatalError(bool exit)
+{
+    fParser->setExitOnFirstFatalError(exit);
+}
+
+bool DOMParser::getExitOnFirstFatalError() const
+{
+    return fParser->getExitOnFirstFatalError();
+}
+
+void DOMParser::setValidationConstraintFatal(bool fatal)
+{
+    fParser->setValidationConstraintFatal(fatal);
+}
+
+bool DOMParser::getValidationConstraintFatal() const
+{
+    return fParser->getValidationConstraintFatal();
+}
+
+void DOMParser::setDoSchema(bool doSchema)
+{
+    fParser->setDoSchema(doSchema);
+}
+
+bool DOMParser::getDoSchema() const
+{
+    return fParser->getDoSchema();
+}
+
+void DOMParser::setValidationSchemaFullChecking(bool fullChecking)
+{
+    fParser->setValidationSchemaFullChecking(fullChecking);
+}
+
+bool DOMParser::getValidationSchemaFullChecking() const
+{
+    return fParser->getValidationSchemaFullChecking();
+}
+
+int DOMParser::getErrorCount() const
+{
+    return static_cast<int>(fGuard->error_count(*fParser));
+}
+
+void DOMParser::reset()
+{
+    HandleAccess::let_go(fDocument);
+    fDocument = nullptr;
+    fAdopted = true;
+    // A document built but not yet taken over goes too.
+    fParser->resetDocumentPool();
+}
+
 namespace {
 
 // Runs one parse. The previous document stays with whoever holds handles to

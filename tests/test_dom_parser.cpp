@@ -1,0 +1,419 @@
+// The options of the classic DOMParser: their defaults, and what each one
+// changes in a parse.
+#include "test_util.h"
+
+#include <xercesc/framework/LocalFileInputSource.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/sax/EntityResolver.hpp>
+#include <xercesc/sax/ErrorHandler.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/util/XMLString.hpp>
+
+#include <string>
+#include <vector>
+
+using xercesc::MemBufInputSource;
+
+namespace {
+
+// Counts the reports and keeps their messages; never throws, so that the
+// parse goes on as far as the parser lets it.
+class Recorder final : public xercesc::ErrorHandler {
+public:
+    void warning(const xercesc::SAXParseException& e) override { record("warning", e); }
+    void error(const xercesc::SAXParseException& e) override { record("error", e); }
+    void fatalError(const xercesc::SAXParseException& e) override { record("fatal", e); }
+    void resetErrors() override {}
+
+    std::vector<std::string> reports;
+
+private:
+    void record(const char* kind, const xercesc::SAXParseException& e)
+    {
+        char* message = xercesc::XMLString::transcode(e.getMessage());
+        reports.push_back(std::string(kind) + " " + std::to_string(e.getLineNumber()) + ": " + message);
+        xercesc::XMLString::release(&message);
+    }
+};
+
+void parse_text_with(DOMParser& parser, const std::string& xml)
+{
+    const MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "memory");
+    parser.parse(source);
+}
+
+// The children of `node` as "type:name" or "type:value" items, for the
+// shape of a tree.
+std::string children_of(const DOM_Node& node)
+{
+    std::string out;
+    for (DOM_Node child = node.getFirstChild(); child != 0; child = child.getNextSibling()) {
+        if (!out.empty())
+            out += ",";
+        switch (child.getNodeType()) {
+        case DOM_Node::TEXT_NODE:
+            out += "text:[" + str(child.getNodeValue()) + "]";
+            break;
+        case DOM_Node::ENTITY_REFERENCE_NODE:
+            out += "ref:" + str(child.getNodeName()) + "{" + children_of(child) + "}";
+            break;
+        default:
+            out += std::to_string(child.getNodeType()) + ":" + str(child.getNodeName());
+        }
+    }
+    return out;
+}
+
+const char kEntityDoc[] = "<!DOCTYPE r [<!ENTITY e 'middle'>]><r>before &e; after &amp; &#65;</r>";
+
+// Element content: the white space between <a> elements is ignorable, which
+// the scanner tells only while it validates.
+const char kWhitespaceDoc[] = "<!DOCTYPE r [<!ELEMENT r (a*)><!ELEMENT a EMPTY>]><r>\n <a/>\n <a/>\n</r>";
+
+// Two well-formedness errors the scanner can go on after: duplicate
+// attributes on line 2 and on line 3.
+const char kTwoFatals[] = "<!DOCTYPE r [<!ELEMENT r ANY>]>\n<r><a x='1' x='2'/>\n<b y='1' y='2'/></r>";
+
+// Two validity errors: <x> and <y> are not declared.
+const char kInvalidDoc[] = "<!DOCTYPE r [<!ELEMENT r ANY>]>\n<r><x/>\n<y/>\n<z>text</z></r>";
+
+} // namespace
+
+TEST(dom_parser, defaults_are_those_of_the_classic_parser)
+{
+    DOMParser parser;
+    EXPECT_TRUE(parser.getCreateEntityReferenceNodes());
+    EXPECT_FALSE(parser.getExpandEntityReferences());
+    EXPECT_TRUE(parser.getIncludeIgnorableWhitespace());
+    EXPECT_TRUE(parser.getExitOnFirstFatalError());
+    EXPECT_FALSE(parser.getValidationConstraintFatal());
+    EXPECT_FALSE(parser.getDoSchema());
+    EXPECT_FALSE(parser.getValidationSchemaFullChecking());
+    EXPECT_EQ(0, parser.getErrorCount());
+    EXPECT_EQ(nullptr, parser.getEntityResolver());
+    EXPECT_EQ(nullptr, parser.getErrorHandler());
+    EXPECT_EQ(DOMParser::Val_Never, parser.getValidationScheme());
+    EXPECT_FALSE(parser.getDoNamespaces());
+}
+
+TEST(dom_parser, expand_entity_references_is_the_inverse_of_creating_nodes)
+{
+    DOMParser parser;
+    parser.setExpandEntityReferences(true);
+    EXPECT_FALSE(parser.getCreateEntityReferenceNodes());
+    EXPECT_TRUE(parser.getExpandEntityReferences());
+    parser.setCreateEntityReferenceNodes(true);
+    EXPECT_FALSE(parser.getExpandEntityReferences());
+    parser.setExpandEntityReferences(false);
+    EXPECT_TRUE(parser.getCreateEntityReferenceNodes());
+}
+
+TEST(dom_parser, entity_reference_nodes_are_created_by_default)
+{
+    DOMParser parser;
+    parse_text_with(parser, kEntityDoc);
+    // Predefined and character references never make nodes.
+    EXPECT_EQ("text:[before ],ref:e{text:[middle]},text:[ after & A]",
+              children_of(parser.getDocument().getDocumentElement()));
+}
+
+TEST(dom_parser, without_entity_reference_nodes_the_expansion_merges_with_the_text)
+{
+    DOMParser parser;
+    parser.setCreateEntityReferenceNodes(false);
+    parse_text_with(parser, kEntityDoc);
+    EXPECT_EQ("text:[before middle after & A]", children_of(parser.getDocument().getDocumentElement()));
+
+    DOMParser expanding;
+    expanding.setExpandEntityReferences(true);
+    parse_text_with(expanding, kEntityDoc);
+    EXPECT_EQ("text:[before middle after & A]", children_of(expanding.getDocument().getDocumentElement()));
+}
+
+TEST(dom_parser, ignorable_whitespace_is_kept_by_default)
+{
+    DOMParser parser;
+    parser.setDoValidation(true);
+    parse_text_with(parser, kWhitespaceDoc);
+    const DOM_Element root = parser.getDocument().getDocumentElement();
+    EXPECT_EQ("text:[\n ],1:a,text:[\n ],1:a,text:[\n]", children_of(root));
+    DOM_Node first = root.getFirstChild();
+    EXPECT_TRUE(static_cast<DOM_Text&>(first).isIgnorableWhitespace());
+}
+
+TEST(dom_parser, ignorable_whitespace_is_dropped_when_not_included)
+{
+    DOMParser parser;
+    parser.setIncludeIgnorableWhitespace(false);
+    EXPECT_FALSE(parser.getIncludeIgnorableWhitespace());
+    parser.setDoValidation(true);
+    parse_text_with(parser, kWhitespaceDoc);
+    EXPECT_EQ("1:a,1:a", children_of(parser.getDocument().getDocumentElement()));
+
+    // Without validation, white space is text like any other.
+    parser.setDoValidation(false);
+    parse_text_with(parser, kWhitespaceDoc);
+    const DOM_Element root = parser.getDocument().getDocumentElement();
+    EXPECT_EQ("text:[\n ],1:a,text:[\n ],1:a,text:[\n]", children_of(root));
+    DOM_Node first = root.getFirstChild();
+    EXPECT_FALSE(static_cast<DOM_Text&>(first).isIgnorableWhitespace());
+}
+
+TEST(dom_parser, the_parse_ends_at_the_first_fatal_error_by_default)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parse_text_with(parser, kTwoFatals);
+    EXPECT_EQ(1, parser.getErrorCount());
+    ASSERT_EQ(1u, recorder.reports.size());
+    EXPECT_EQ("fatal 2: attribute 'x' is already specified for element 'a'", recorder.reports[0]);
+}
+
+TEST(dom_parser, without_exit_on_first_fatal_error_later_errors_are_counted)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setExitOnFirstFatalError(false);
+    EXPECT_FALSE(parser.getExitOnFirstFatalError());
+    parse_text_with(parser, kTwoFatals);
+    EXPECT_EQ(2, parser.getErrorCount());
+    ASSERT_EQ(2u, recorder.reports.size());
+    EXPECT_EQ("fatal 2: attribute 'x' is already specified for element 'a'", recorder.reports[0]);
+    EXPECT_EQ("fatal 3: attribute 'y' is already specified for element 'b'", recorder.reports[1]);
+    // The count is the last parse's.
+    parse_text_with(parser, "<r/>");
+    EXPECT_EQ(0, parser.getErrorCount());
+}
+
+TEST(dom_parser, validity_errors_are_recoverable_by_default)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setDoValidation(true);
+    parse_text_with(parser, kInvalidDoc);
+    EXPECT_EQ(3, parser.getErrorCount());
+    ASSERT_EQ(3u, recorder.reports.size());
+    EXPECT_EQ("error 2: no declaration found for element 'x'", recorder.reports[0]);
+    EXPECT_EQ("1:x,text:[\n],1:y,text:[\n],1:z", children_of(parser.getDocument().getDocumentElement()));
+}
+
+TEST(dom_parser, a_fatal_validation_constraint_ends_the_parse)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setDoValidation(true);
+    parser.setValidationConstraintFatal(true);
+    EXPECT_TRUE(parser.getValidationConstraintFatal());
+    parse_text_with(parser, kInvalidDoc);
+    EXPECT_EQ(1, parser.getErrorCount());
+    ASSERT_EQ(1u, recorder.reports.size());
+    // Reported as an error all the same; the parse ends before <x> is built.
+    EXPECT_EQ("error 2: no declaration found for element 'x'", recorder.reports[0]);
+    EXPECT_EQ("", children_of(parser.getDocument().getDocumentElement()));
+
+    // With exit on first fatal error off, it goes on as before.
+    parser.setExitOnFirstFatalError(false);
+    recorder.reports.clear();
+    parse_text_with(parser, kInvalidDoc);
+    EXPECT_EQ(3, parser.getErrorCount());
+    EXPECT_EQ(3u, recorder.reports.size());
+}
+
+namespace {
+
+const char kSchema[] = R"(<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema">
+  <xs:element name="r">
+    <xs:complexType><xs:sequence><xs:element name="n" type="xs:int" maxOccurs="unbounded"/></xs:sequence></xs:complexType>
+  </xs:element>
+</xs:schema>
+)";
+
+const char kSchemaDoc[] = "<r xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance'"
+                          " xsi:noNamespaceSchemaLocation='r.xsd'><n>1</n><n>two</n><n>x</n></r>";
+
+} // namespace
+
+TEST(dom_parser, schemas_are_ignored_by_default)
+{
+    const TempDir dir;
+    dir.write("r.xsd", kSchema);
+    const std::string path = dir.write("r.xml", kSchemaDoc);
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setDoNamespaces(true);
+    parser.setValidationScheme(DOMParser::Val_Auto);
+    parser.parse(path.c_str());
+    EXPECT_EQ(0, parser.getErrorCount());
+    EXPECT_TRUE(recorder.reports.empty());
+}
+
+TEST(dom_parser, with_schemas_on_schema_validity_errors_are_counted)
+{
+    const TempDir dir;
+    dir.write("r.xsd", kSchema);
+    const std::string path = dir.write("r.xml", kSchemaDoc);
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setDoNamespaces(true);
+    parser.setValidationScheme(DOMParser::Val_Auto);
+    parser.setDoSchema(true);
+    EXPECT_TRUE(parser.getDoSchema());
+    parser.parse(path.c_str());
+    EXPECT_EQ(2, parser.getErrorCount());
+    ASSERT_EQ(2u, recorder.reports.size());
+    EXPECT_EQ("error 1: value 'two' does not match regular expression facet '[+\\-]?[0-9]+'", recorder.reports[0]);
+}
+
+TEST(dom_parser, full_schema_checking_finds_errors_in_the_schema_itself)
+{
+    // Two particles that the same element can match: the content model is
+    // ambiguous, which only the full check of the schema reports.
+    const char schema[] = R"(<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema">
+  <xs:element name="r">
+    <xs:complexType><xs:choice>
+      <xs:element name="n" type="xs:int"/>
+      <xs:sequence><xs:element name="n" type="xs:int"/><xs:element name="m"/></xs:sequence>
+    </xs:choice></xs:complexType>
+  </xs:element>
+</xs:schema>
+)";
+    const TempDir dir;
+    dir.write("r.xsd", schema);
+    const std::string path = dir.write("r.xml", "<r xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance'"
+                                                " xsi:noNamespaceSchemaLocation='r.xsd'><n>1</n></r>");
+    for (const bool full : {false, true}) {
+        DOMParser parser;
+        Recorder recorder;
+        parser.setErrorHandler(&recorder);
+        parser.setDoNamespaces(true);
+        parser.setValidationScheme(DOMParser::Val_Auto);
+        parser.setDoSchema(true);
+        parser.setValidationSchemaFullChecking(full);
+        EXPECT_EQ(full, parser.getValidationSchemaFullChecking());
+        parser.parse(path.c_str());
+        EXPECT_EQ(full ? 1 : 0, parser.getErrorCount()) << full;
+    }
+}
+
+namespace {
+
+// Answers for one system id with text of its own, or with a file.
+class Resolver final : public xercesc::EntityResolver {
+public:
+    xercesc::InputSource* resolveEntity(const XMLCh* const, const XMLCh* const systemId) override
+    {
+        char* name = xercesc::XMLString::transcode(systemId);
+        asked.push_back(name);
+        xercesc::XMLString::release(&name);
+        if (asked.back() != "ext.ent")
+            return nullptr;
+        if (!file.empty())
+            return new xercesc::LocalFileInputSource(std::u16string(file.begin(), file.end()).c_str());
+        return new MemBufInputSource(reinterpret_cast<const XMLByte*>(text.data()), text.size(), "given");
+    }
+
+    std::string text = "from the resolver";
+    std::string file; // ASCII path to hand out instead of `text`
+    std::vector<std::string> asked;
+};
+
+const char kExternalDoc[] = "<!DOCTYPE r [<!ENTITY e SYSTEM 'ext.ent'>]><r>&e;</r>";
+
+} // namespace
+
+TEST(dom_parser, an_entity_resolver_supplies_external_entities)
+{
+    const TempDir dir;
+    dir.write("ext.ent", "from the file");
+    const std::string path = dir.write("r.xml", kExternalDoc);
+
+    DOMParser parser;
+    parser.parse(path.c_str());
+    EXPECT_EQ("ref:e{text:[from the file]}", children_of(parser.getDocument().getDocumentElement()));
+
+    Resolver resolver;
+    parser.setEntityResolver(&resolver);
+    EXPECT_EQ(&resolver, parser.getEntityResolver());
+    parser.parse(path.c_str());
+    EXPECT_EQ("ref:e{text:[from the resolver]}", children_of(parser.getDocument().getDocumentElement()));
+    EXPECT_EQ(std::vector<std::string>{"ext.ent"}, resolver.asked);
+
+    parser.setEntityResolver(nullptr);
+    parser.parse(path.c_str());
+    EXPECT_EQ("ref:e{text:[from the file]}", children_of(parser.getDocument().getDocumentElement()));
+}
+
+TEST(dom_parser, a_null_answer_leaves_the_entity_to_the_parser)
+{
+    const TempDir dir;
+    dir.write("other.ent", "other");
+    const std::string path = dir.write("r.xml", "<!DOCTYPE r [<!ENTITY e SYSTEM 'other.ent'>]><r>&e;</r>");
+    DOMParser parser;
+    Resolver resolver;
+    parser.setEntityResolver(&resolver);
+    parser.parse(path.c_str());
+    EXPECT_EQ("ref:e{text:[other]}", children_of(parser.getDocument().getDocumentElement()));
+    EXPECT_EQ(std::vector<std::string>{"other.ent"}, resolver.asked);
+}
+
+TEST(dom_parser, files_a_resolver_names_are_read_under_the_documents_rules)
+{
+    const TempDir inside;
+    const TempDir outside;
+    const std::string secret = outside.write("secret.ent", "secret");
+    inside.write("mine.ent", "mine");
+    const std::string path = inside.write("r.xml", kExternalDoc);
+
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    Resolver resolver;
+    parser.setEntityResolver(&resolver);
+
+    resolver.file = (inside / "mine.ent").string();
+    parser.parse(path.c_str());
+    EXPECT_EQ(0, parser.getErrorCount());
+    EXPECT_EQ("ref:e{text:[mine]}", children_of(parser.getDocument().getDocumentElement()));
+
+    resolver.file = secret;
+    parser.parse(path.c_str());
+    EXPECT_EQ(1, parser.getErrorCount());
+    ASSERT_EQ(1u, recorder.reports.size());
+    EXPECT_NE(std::string::npos, recorder.reports[0].find("outside the folders this document may read"))
+        << recorder.reports[0];
+    EXPECT_EQ(std::string::npos, children_of(parser.getDocument().getDocumentElement()).find("secret"));
+}
+
+TEST(dom_parser, a_file_that_cannot_be_opened_counts_as_an_error)
+{
+    const TempDir dir;
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.parse((dir / "missing.xml").string().c_str());
+    EXPECT_EQ(1, parser.getErrorCount());
+    EXPECT_EQ(1u, recorder.reports.size());
+}
+
+TEST(dom_parser, reset_lets_go_of_the_document)
+{
+    DOMParser parser;
+    parse_text_with(parser, "<r><a/></r>");
+    DOM_Document kept = parser.getDocument();
+    parser.reset();
+    EXPECT_TRUE(parser.getDocument() == 0);
+    EXPECT_EQ("r", str(kept.getDocumentElement().getNodeName()));
+
+    // A document not yet handed out goes with the reset.
+    parse_text_with(parser, "<s/>");
+    parser.reset();
+    EXPECT_TRUE(parser.getDocument() == 0);
+    parse_text_with(parser, "<t/>");
+    EXPECT_EQ("t", str(parser.getDocument().getDocumentElement().getNodeName()));
+}
