@@ -595,8 +595,8 @@ public:
 
     /// Number of attributes now; 0 for the null map.
     unsigned int getLength() const;
-    /// The attribute at `index` (attributes are sorted by name), or the null
-    /// node past the end.
+    /// The attribute at `index` in the classic order (by name length, then
+    /// by name), or the null node past the end.
     DOM_Node item(unsigned int index) const;
     /// The attribute named `name`, or the null node.
     DOM_Node getNamedItem(const DOMString& name) const;

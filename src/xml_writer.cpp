@@ -374,9 +374,14 @@ private:
         fLine.push('<');
         append_name(element->getNodeName());
         if (xercesc::DOMNamedNodeMap* attributes = element->getAttributes()) {
+            // The map's order is the classic DOM's, not Xerces-C 3's.
             const XMLSize_t count = attributes->getLength();
-            for (XMLSize_t i = 0; i < count; ++i) {
-                DOMNode* attribute = attributes->item(i);
+            fAttributes.resize(count);
+            for (XMLSize_t i = 0; i < count; ++i)
+                fAttributes[i] = attributes->item(i);
+            if (count > 1)
+                std::sort(fAttributes.begin(), fAttributes.end(), xmlutil_detail::classic_attribute_before);
+            for (DOMNode* attribute : fAttributes) {
                 fLine.push(' ');
                 append_name(attribute->getNodeName());
                 fLine.append("=\"", 2);
@@ -481,6 +486,7 @@ private:
     std::ostream& fOut;
     const bool fEachLine;
     int& fDepth; // this thread's iTapFormatDepth, looked up once
+    std::vector<DOMNode*> fAttributes; // the element's attributes in the map's classic order
     ByteBuffer fLine; // bytes not yet handed to the stream
     std::vector<Frame> fStack;
     NameSlot fNames[kNameSlots];

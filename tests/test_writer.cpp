@@ -283,10 +283,11 @@ TEST(writer, documents_table)
         // blank before "/>".
         {"<r/>", "<r/>\n"},
         {"<r a=\"1\" b=\"2\"/>", "<r a=\"1\" b=\"2\"/>\n"},
-        // The attribute map is sorted by name.
+        // The attribute map is sorted by name length, then by name, as the
+        // classic DOM sorts it.
         {"<r b='1' a='2'/>", "<r a=\"2\" b=\"1\"/>\n"},
         {"<r zeta='1' alpha='2' mid='3'><s y='' x=''/></r>",
-         "<r alpha=\"2\" mid=\"3\" zeta=\"1\">\n    <s x=\"\" y=\"\"/>\n</r>\n"},
+         "<r mid=\"3\" zeta=\"1\" alpha=\"2\">\n    <s x=\"\" y=\"\"/>\n</r>\n"},
         // White-space-only content: two tags on two lines.
         {"<r>  \n </r>", "<r>\n</r>\n"},
         {"<a><r> </r></a>", "<a>\n    <r>\n    </r>\n</a>\n"},

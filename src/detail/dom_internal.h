@@ -283,6 +283,13 @@ auto translate_dom_errors(F&& call) -> decltype(call())
     }
 }
 
+// Attribute maps in the classic DOM's order, which writers and programs that
+// walk item(i) see: by name length first, then by UTF-16 code units.
+// Xerces-C 3 keeps another order, so the order is made here.
+bool classic_attribute_before(const xercesc::DOMNode* a, const xercesc::DOMNode* b) noexcept;
+// The attribute at `index` in that order, or null past the end.
+xercesc::DOMNode* classic_attribute(const xercesc::DOMNamedNodeMap* map, XMLSize_t index);
+
 // The one way a handle changes a document's structure: the stamp tells the
 // node lists and the lookup cache that what they hold may be stale.
 template <class F>

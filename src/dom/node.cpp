@@ -6,6 +6,10 @@
 #include <xercesc/dom/impl/DOMCasts.hpp>
 #include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
 using namespace xmlutil_detail;
 using xercesc::DOMNode;
 
@@ -846,6 +850,32 @@ DOM_NamedNodeMap& DOM_NamedNodeMap::operator=(const DOM_NullPtr*) noexcept
     return *this;
 }
 
+bool xmlutil_detail::classic_attribute_before(const xercesc::DOMNode* a, const xercesc::DOMNode* b) noexcept
+{
+    const XMLCh* left = a->getNodeName();
+    const XMLCh* right = b->getNodeName();
+    const XMLSize_t leftLength = xercesc::XMLString::stringLen(left);
+    const XMLSize_t rightLength = xercesc::XMLString::stringLen(right);
+    if (leftLength != rightLength)
+        return leftLength < rightLength;
+    return std::u16string_view(left, leftLength) < std::u16string_view(right, rightLength);
+}
+
+xercesc::DOMNode* xmlutil_detail::classic_attribute(const xercesc::DOMNamedNodeMap* map, XMLSize_t index)
+{
+    const XMLSize_t count = map->getLength();
+    if (index >= count)
+        return nullptr;
+    // Selection rather than a sort: a loop over item(i) stays quadratic, not
+    // worse, on an element with thousands of attributes.
+    std::vector<xercesc::DOMNode*> attributes(count);
+    for (XMLSize_t i = 0; i < count; ++i)
+        attributes[i] = map->item(i);
+    std::nth_element(attributes.begin(), attributes.begin() + static_cast<std::ptrdiff_t>(index), attributes.end(),
+                     classic_attribute_before);
+    return attributes[index];
+}
+
 unsigned int DOM_NamedNodeMap::getLength() const
 {
     return fImpl ? static_cast<unsigned int>(fImpl->getLength()) : 0;
@@ -853,7 +883,7 @@ unsigned int DOM_NamedNodeMap::getLength() const
 
 DOM_Node DOM_NamedNodeMap::item(unsigned int index) const
 {
-    return fImpl ? HandleAccess::make<DOM_Node>(fImpl->item(index), fShare) : DOM_Node();
+    return fImpl ? HandleAccess::make<DOM_Node>(classic_attribute(fImpl, index), fShare) : DOM_Node();
 }
 
 DOM_Node DOM_NamedNodeMap::getNamedItem(const DOMString& name) const
