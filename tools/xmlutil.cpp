@@ -380,25 +380,33 @@ struct input {
     std::string bytes;
 };
 
+// One read(2) of `fd`, tried again when a signal interrupts it; 0 at the end.
+std::size_t read_some(int fd, char* buffer, std::size_t size, const std::string& label)
+{
+    for (;;) {
+        const ssize_t got = read(fd, buffer, size);
+        if (got >= 0) {
+            return static_cast<std::size_t>(got);
+        }
+        if (errno != EINTR) {
+            throw system_error(label, errno);
+        }
+    }
+}
+
 std::string read_all(int fd, const std::string& label)
 {
     std::string bytes;
     char block[65536];
     for (;;) {
-        const ssize_t got = read(fd, block, sizeof block);
+        const std::size_t got = read_some(fd, block, sizeof block, label);
         if (got == 0) {
             return bytes;
         }
-        if (got < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            throw system_error(label, errno);
-        }
-        if (bytes.size() + static_cast<std::size_t>(got) > max_stream_input) {
+        if (bytes.size() + got > max_stream_input) {
             throw cli_exit{exit_failure, label + ": more than 1 GiB, the most read from a pipe or device"};
         }
-        bytes.append(block, static_cast<std::size_t>(got));
+        bytes.append(block, got);
     }
 }
 
@@ -716,10 +724,11 @@ std::string checked_output(DOM_Document& doc, const std::vector<DOM_Node>& creat
 
     std::ostringstream text;
     text << doc;
-    if (!text || text.str().size() > max_stream_input * 3) {
+    const std::string bytes = text.str();
+    // ParseBuffer takes the length as an unsigned int.
+    if (!text || bytes.size() > max_stream_input * 3) {
         throw cli_exit{exit_failure, "cannot save " + label + ": the document could not be written"};
     }
-    const std::string bytes = text.str();
     DOM_Document again;
     try {
         again = ParseBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()), false);
@@ -848,20 +857,6 @@ int run_format(int argc, char** argv)
     return exit_ok;
 }
 
-// Reads standard input in blocks; 0 at its end.
-std::size_t read_stdin(char* buffer, std::size_t size)
-{
-    for (;;) {
-        const ssize_t got = read(STDIN_FILENO, buffer, size);
-        if (got >= 0) {
-            return static_cast<std::size_t>(got);
-        }
-        if (errno != EINTR) {
-            throw system_error("standard input", errno);
-        }
-    }
-}
-
 void base64_encode_stdin()
 {
     // Whole groups of 3 bytes encode the same alone as within the whole
@@ -881,7 +876,7 @@ void base64_encode_stdin()
     };
     std::size_t filled = 0;
     for (;;) {
-        const std::size_t got = read_stdin(input.data() + filled, block - filled);
+        const std::size_t got = read_some(STDIN_FILENO, input.data() + filled, block - filled, "standard input");
         if (got == 0) {
             break;
         }
@@ -926,7 +921,7 @@ void base64_decode_stdin()
     };
     unsigned long long offset = 0;
     for (;;) {
-        const std::size_t got = read_stdin(input.data(), input.size());
+        const std::size_t got = read_some(STDIN_FILENO, input.data(), input.size(), "standard input");
         if (got == 0) {
             break;
         }
