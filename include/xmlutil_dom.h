@@ -36,7 +36,12 @@ class DOMNamedNodeMap;
 class DOMImplementation;
 class EntityResolver;
 class ErrorHandler;
+class Grammar;
 class InputSource;
+class PSVIHandler;
+class XMLEntityResolver;
+class XMLPScanToken;
+class XMLScanner;
 class XMLValidator;
 class XercesDOMParser;
 XERCES_CPP_NAMESPACE_END
@@ -655,8 +660,10 @@ public:
     void setDoNamespaces(bool doNamespaces);
     /// True when namespace processing is on.
     bool getDoNamespaces() const;
-    /// Installs the handler that receives the parser's reports. Without one
-    /// (null) nothing is reported: a malformed document parses to a partial one.
+    /// Installs the handler that receives the parser's reports; it stays the
+    /// caller's. Without one (null, the default) warnings and errors go
+    /// unreported, and a fatal error ends the parse with a
+    /// SAXParseException thrown out of parse.
     void setErrorHandler(XERCES_CPP_NAMESPACE::ErrorHandler* handler);
     /// The installed handler, or null.
     XERCES_CPP_NAMESPACE::ErrorHandler* getErrorHandler() const;
@@ -716,8 +723,8 @@ public:
     /// of the limits described at parse included; 0 before any parse.
     int getErrorCount() const;
     /// Lets go of the current document, as a new parse does: getDocument()
-    /// then returns the null document until the next parse (the classic
-    /// parser made an empty one). Handles already handed out stay valid.
+    /// then returns a new empty document until the next parse. Handles
+    /// already handed out stay valid.
     void reset();
 
     /// Parses the file or URL `systemId`. Exceptions thrown by the error
@@ -744,9 +751,111 @@ public:
     /// document's folder tree is that of the source's system id when it names
     /// a regular local file, else the working directory's.
     void parse(const XERCES_CPP_NAMESPACE::InputSource& source, bool reuseGrammar = false);
-    /// The document of the last parse (possibly partial after a failure), or
-    /// the null document. It stays valid after the parser is gone.
+    /// Parses the file or URL `systemId`, given as 16-bit text. See parse.
+    void parse(const XMLCh* systemId, bool reuseGrammar = false);
+    /// The document of the last parse (possibly partial after a failure); a
+    /// new empty document before the first parse, after reset, and when a
+    /// parse built nothing (a missing file, say). Never null. It stays valid
+    /// after the parser is gone.
     DOM_Document getDocument();
+
+    /// Starts a progressive parse of `systemId`: the prolog is read, and each
+    /// parseNext reads one more piece. The rules and limits of parse hold for
+    /// the whole parse. False when it cannot start.
+    bool parseFirst(const XMLCh* systemId, XERCES_CPP_NAMESPACE::XMLPScanToken& toFill, bool reuseGrammar = false);
+    /// See parseFirst.
+    bool parseFirst(const char* systemId, XERCES_CPP_NAMESPACE::XMLPScanToken& toFill, bool reuseGrammar = false);
+    /// See parseFirst; `source` must outlive the parse.
+    bool parseFirst(const XERCES_CPP_NAMESPACE::InputSource& source, XERCES_CPP_NAMESPACE::XMLPScanToken& toFill,
+                    bool reuseGrammar = false);
+    /// Reads the next piece of a progressive parse; false at its end or
+    /// after an error.
+    bool parseNext(XERCES_CPP_NAMESPACE::XMLPScanToken& token);
+    /// Ends a progressive parse early, so that the parser can start another.
+    void parseReset(XERCES_CPP_NAMESPACE::XMLPScanToken& token);
+
+    /// The parser's scanner.
+    const XERCES_CPP_NAMESPACE::XMLScanner& getScanner() const;
+    /// The parser's validator.
+    const XERCES_CPP_NAMESPACE::XMLValidator& getValidator() const;
+
+    /// Schema locations ("URI location" pairs) used besides those a document
+    /// names; null when unset. The parser owns the text.
+    XMLCh* getExternalSchemaLocation() const;
+    /// The schema for elements without a namespace; null when unset.
+    XMLCh* getExternalNoNamespaceSchemaLocation() const;
+    /// See getExternalSchemaLocation.
+    void setExternalSchemaLocation(const XMLCh* schemaLocation);
+    /// See getExternalSchemaLocation.
+    void setExternalSchemaLocation(const char* schemaLocation);
+    /// See getExternalNoNamespaceSchemaLocation.
+    void setExternalNoNamespaceSchemaLocation(const XMLCh* noNamespaceSchemaLocation);
+    /// See getExternalNoNamespaceSchemaLocation.
+    void setExternalNoNamespaceSchemaLocation(const char* noNamespaceSchemaLocation);
+
+    /// The handler of post-schema-validation information, or null.
+    XERCES_CPP_NAMESPACE::PSVIHandler* getPSVIHandler();
+    /// See getPSVIHandler.
+    const XERCES_CPP_NAMESPACE::PSVIHandler* getPSVIHandler() const;
+    /// Installs a PSVI handler; it stays the caller's.
+    void setPSVIHandler(XERCES_CPP_NAMESPACE::PSVIHandler* handler);
+    /// The installed XMLEntityResolver, or null.
+    XERCES_CPP_NAMESPACE::XMLEntityResolver* getXMLEntityResolver();
+    /// See getXMLEntityResolver.
+    const XERCES_CPP_NAMESPACE::XMLEntityResolver* getXMLEntityResolver() const;
+    /// Installs a resolver asked with the full resource identifier, under
+    /// the same reading rules as setEntityResolver. Only one resolver is
+    /// asked: installing one of either kind removes the other.
+    void setXMLEntityResolver(XERCES_CPP_NAMESPACE::XMLEntityResolver* resolver);
+
+    /// Whether schema identity constraints (key, keyref, unique) are checked
+    /// (true by default).
+    bool getIdentityConstraintChecking() const;
+    /// See getIdentityConstraintChecking.
+    void setIdentityConstraintChecking(bool check);
+    /// Whether grammars met in a parse are kept for later parses (false by
+    /// default).
+    bool isCachingGrammarFromParse() const;
+    /// See isCachingGrammarFromParse.
+    void cacheGrammarFromParse(bool cache);
+    /// Whether parses use the cached grammars (false by default); a parse
+    /// with reuseGrammar true uses them too.
+    bool isUsingCachedGrammarInParse() const;
+    /// See isUsingCachedGrammarInParse.
+    void useCachedGrammarInParse(bool use);
+    /// Whether getSrcOffset is kept up to date (false by default).
+    bool getCalculateSrcOfs() const;
+    /// See getCalculateSrcOfs.
+    void setCalculateSrcOfs(bool calculate);
+    /// Whether system ids must be URIs conforming to RFC 2396 (false by
+    /// default).
+    bool getStandardUriConformant() const;
+    /// See getStandardUriConformant.
+    void setStandardUriConformant(bool conformant);
+    /// Offset in the input of the piece being parsed, with getCalculateSrcOfs.
+    unsigned int getSrcOffset() const;
+    /// Chooses Xerces-C's scanner by name ("IGXMLScanner", "WFXMLScanner",
+    /// "DGXMLScanner", "SGXMLScanner").
+    void useScanner(const XMLCh* scannerName);
+
+    /// The grammar of a namespace after a parse, or null.
+    XERCES_CPP_NAMESPACE::Grammar* getGrammar(const XMLCh* nameSpaceKey);
+    /// The grammar of the last parse's root, or null.
+    XERCES_CPP_NAMESPACE::Grammar* getRootGrammar();
+    /// The namespace URI of a URI id of the scanner.
+    const XMLCh* getURIText(unsigned int uriId) const;
+    /// Reads a DTD (Grammar::DTDGrammarType) or an XML Schema
+    /// (Grammar::SchemaGrammarType), and keeps it for later parses when
+    /// `toCache` is true; null when it cannot be read. The reading rules
+    /// and limits of parse hold, with the grammar's own folder tree.
+    XERCES_CPP_NAMESPACE::Grammar* loadGrammar(const XERCES_CPP_NAMESPACE::InputSource& source, short grammarType,
+                                               bool toCache = false);
+    /// See loadGrammar.
+    XERCES_CPP_NAMESPACE::Grammar* loadGrammar(const XMLCh* systemId, short grammarType, bool toCache = false);
+    /// See loadGrammar.
+    XERCES_CPP_NAMESPACE::Grammar* loadGrammar(const char* systemId, short grammarType, bool toCache = false);
+    /// Forgets the cached grammars.
+    void resetCachedGrammarPool();
 
 private:
     friend struct xmlutil_detail::HandleAccess;

@@ -7,7 +7,14 @@
 #include <xercesc/sax/EntityResolver.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/framework/XMLPScanToken.hpp>
+#include <xercesc/framework/XMLValidator.hpp>
+#include <xercesc/internal/XMLScanner.hpp>
+#include <xercesc/util/RuntimeException.hpp>
+#include <xercesc/util/XMLEntityResolver.hpp>
+#include <xercesc/util/XMLResourceIdentifier.hpp>
 #include <xercesc/util/XMLString.hpp>
+#include <xercesc/validators/common/Grammar.hpp>
 
 #include <string>
 #include <vector>
@@ -407,13 +414,399 @@ TEST(dom_parser, reset_lets_go_of_the_document)
     parse_text_with(parser, "<r><a/></r>");
     DOM_Document kept = parser.getDocument();
     parser.reset();
-    EXPECT_TRUE(parser.getDocument() == 0);
+    DOM_Document fresh = parser.getDocument();
+    EXPECT_TRUE(fresh != kept);
+    EXPECT_TRUE(fresh.getFirstChild() == 0);
     EXPECT_EQ("r", str(kept.getDocumentElement().getNodeName()));
 
     // A document not yet handed out goes with the reset.
     parse_text_with(parser, "<s/>");
     parser.reset();
-    EXPECT_TRUE(parser.getDocument() == 0);
+    EXPECT_TRUE(parser.getDocument().getDocumentElement() == 0);
     parse_text_with(parser, "<t/>");
     EXPECT_EQ("t", str(parser.getDocument().getDocumentElement().getNodeName()));
+}
+
+// ---- Without an error handler ------------------------------------------------
+
+TEST(dom_parser, without_a_handler_a_fatal_error_is_thrown_as_sax_parse_exception)
+{
+    DOMParser parser;
+    EXPECT_EQ(nullptr, parser.getErrorHandler());
+    try {
+        parse_text_with(parser, "<r>\n<a></r>");
+        FAIL() << "no exception";
+    } catch (const xercesc::SAXParseException& e) {
+        EXPECT_EQ(2u, e.getLineNumber());
+        EXPECT_EQ(6u, e.getColumnNumber());
+        char* message = xercesc::XMLString::transcode(e.getMessage());
+        EXPECT_STREQ("expected end of tag 'a'", message);
+        xercesc::XMLString::release(&message);
+    }
+    // The parser is ready for the next document.
+    parse_text_with(parser, "<ok/>");
+    EXPECT_EQ("ok", str(parser.getDocument().getDocumentElement().getNodeName()));
+}
+
+TEST(dom_parser, without_a_handler_warnings_and_errors_pass_unreported)
+{
+    DOMParser parser;
+    parser.setDoValidation(true);
+    parse_text_with(parser, kInvalidDoc);
+    EXPECT_EQ(3, parser.getErrorCount());
+    EXPECT_EQ("z", str(parser.getDocument().getDocumentElement().getLastChild().getNodeName()));
+}
+
+TEST(dom_parser, removing_the_handler_restores_the_classic_reports)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    EXPECT_EQ(&recorder, parser.getErrorHandler());
+    parse_text_with(parser, "<r><a></r>");
+    EXPECT_EQ(1u, recorder.reports.size());
+    parser.setErrorHandler(nullptr);
+    EXPECT_EQ(nullptr, parser.getErrorHandler());
+    EXPECT_THROW(parse_text_with(parser, "<r><a></r>"), xercesc::SAXParseException);
+    EXPECT_EQ(1u, recorder.reports.size());
+}
+
+TEST(dom_parser, without_a_handler_a_refused_read_is_thrown_too)
+{
+    DOMParser parser;
+    try {
+        parse_text_with(parser, "<!DOCTYPE r [<!ENTITY e SYSTEM '/etc/passwd'>]><r>&e;</r>");
+        FAIL() << "no exception";
+    } catch (const xercesc::SAXParseException& e) {
+        char* message = xercesc::XMLString::transcode(e.getMessage());
+        EXPECT_EQ(0, std::string(message).find("refused to read '/etc/passwd'")) << message;
+        xercesc::XMLString::release(&message);
+    }
+}
+
+// ---- The document is never null ----------------------------------------------
+
+TEST(dom_parser, a_new_parser_has_an_empty_document)
+{
+    DOMParser parser;
+    DOM_Document doc = parser.getDocument();
+    ASSERT_FALSE(doc.isNull());
+    EXPECT_EQ(DOM_Node::DOCUMENT_NODE, doc.getNodeType());
+    EXPECT_TRUE(doc.getFirstChild() == 0);
+    EXPECT_TRUE(doc.getDocumentElement() == 0);
+    EXPECT_TRUE(doc == parser.getDocument());
+    // It can be built on, and lives on after the parser.
+    doc.appendChild(doc.createElement("built"));
+    parse_text_with(parser, "<parsed/>");
+    EXPECT_EQ("built", str(doc.getDocumentElement().getNodeName()));
+    EXPECT_EQ("parsed", str(parser.getDocument().getDocumentElement().getNodeName()));
+}
+
+TEST(dom_parser, a_parse_that_builds_nothing_leaves_an_empty_document)
+{
+    const TempDir dir;
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parse_text_with(parser, "<old/>");
+    DOM_Document old = parser.getDocument();
+    parser.parse((dir / "missing.xml").string().c_str());
+    DOM_Document doc = parser.getDocument();
+    ASSERT_FALSE(doc.isNull());
+    EXPECT_TRUE(doc != old);
+    EXPECT_TRUE(doc.getFirstChild() == 0);
+}
+
+// ---- More ways to parse --------------------------------------------------------
+
+TEST(dom_parser, parses_a_system_id_given_as_16_bit_text)
+{
+    const TempDir dir;
+    const std::string file = dir.write("wide.xml", "<wide a='1'/>");
+    DOMParser parser; // sets up Xerces-C, which transcode needs
+    XMLCh* id = xercesc::XMLString::transcode(file.c_str());
+    parser.parse(id);
+    xercesc::XMLString::release(&id);
+    EXPECT_EQ("wide", str(parser.getDocument().getDocumentElement().getNodeName()));
+}
+
+TEST(dom_parser, parses_progressively_one_piece_at_a_time)
+{
+    const TempDir dir;
+    const std::string file = dir.write("steps.xml", "<?xml version='1.0'?>\n<r><a/><b>t</b><!--c--></r>");
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    xercesc::XMLPScanToken token;
+    ASSERT_TRUE(parser.parseFirst(file.c_str(), token));
+    int steps = 0;
+    while (parser.parseNext(token))
+        ++steps;
+    EXPECT_EQ(7, steps);
+    EXPECT_TRUE(recorder.reports.empty());
+    EXPECT_EQ("1:a,1:b,8:#comment", children_of(parser.getDocument().getDocumentElement()));
+}
+
+TEST(dom_parser, a_progressive_parse_stops_at_an_error_and_can_be_reset)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    const std::string bad = "<r><a></r>";
+    const MemBufInputSource source(reinterpret_cast<const XMLByte*>(bad.data()), bad.size(), "memory");
+    xercesc::XMLPScanToken token;
+    ASSERT_TRUE(parser.parseFirst(source, token));
+    while (parser.parseNext(token)) {
+    }
+    ASSERT_EQ(1u, recorder.reports.size());
+    EXPECT_EQ("fatal 1: expected end of tag 'a'", recorder.reports[0]);
+
+    // Reset half way, then a whole parse on the same parser.
+    const std::string good = "<r><a/><b/></r>";
+    const MemBufInputSource second(reinterpret_cast<const XMLByte*>(good.data()), good.size(), "memory");
+    ASSERT_TRUE(parser.parseFirst(second, token));
+    ASSERT_TRUE(parser.parseNext(token));
+    parser.parseReset(token);
+    parse_text_with(parser, "<whole/>");
+    EXPECT_EQ("whole", str(parser.getDocument().getDocumentElement().getNodeName()));
+}
+
+TEST(dom_parser, a_progressive_parse_keeps_the_reading_rules)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    const std::string doc = "<!DOCTYPE r [<!ENTITY e SYSTEM '/etc/passwd'>]><r>&e;</r>";
+    const MemBufInputSource source(reinterpret_cast<const XMLByte*>(doc.data()), doc.size(), "memory");
+    xercesc::XMLPScanToken token;
+    bool more = parser.parseFirst(source, token);
+    while (more)
+        more = parser.parseNext(token);
+    ASSERT_EQ(1u, recorder.reports.size());
+    EXPECT_EQ(0u, recorder.reports[0].find("fatal 1: refused to read '/etc/passwd'")) << recorder.reports[0];
+}
+
+TEST(dom_parser, a_progressive_parse_has_one_memory_budget_for_all_its_steps)
+{
+    // A billion laughs in small steps: each step alone stays small, the
+    // parse as a whole runs into the cap.
+    std::string doc = "<!DOCTYPE r [<!ENTITY a0 '" + std::string(1000, 'x') + "'>";
+    for (int i = 1; i <= 6; ++i) {
+        doc += "<!ENTITY a" + std::to_string(i) + " '";
+        for (int j = 0; j < 10; ++j)
+            doc += "&a" + std::to_string(i - 1) + ";";
+        doc += "'>";
+    }
+    doc += "]><r>";
+    for (int i = 0; i < 200; ++i)
+        doc += "<p>&a3;</p>";
+    doc += "</r>";
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setCreateEntityReferenceNodes(false);
+    const MemBufInputSource source(reinterpret_cast<const XMLByte*>(doc.data()), doc.size(), "memory");
+    xercesc::XMLPScanToken token;
+    bool threw = false;
+    try {
+        bool more = parser.parseFirst(source, token);
+        while (more)
+            more = parser.parseNext(token);
+    } catch (const xercesc::RuntimeException& e) {
+        threw = e.getCode() == xercesc::XMLExcepts::Out_Of_Memory;
+    }
+    EXPECT_TRUE(threw);
+    // The parser goes on with the next parse.
+    parse_text_with(parser, "<next/>");
+    EXPECT_EQ("next", str(parser.getDocument().getDocumentElement().getNodeName()));
+}
+
+// ---- The remaining options ----------------------------------------------------
+
+TEST(dom_parser, remaining_options_have_the_classic_defaults_and_stick)
+{
+    DOMParser parser;
+    EXPECT_TRUE(parser.getIdentityConstraintChecking());
+    EXPECT_FALSE(parser.isCachingGrammarFromParse());
+    EXPECT_FALSE(parser.isUsingCachedGrammarInParse());
+    EXPECT_FALSE(parser.getCalculateSrcOfs());
+    EXPECT_FALSE(parser.getStandardUriConformant());
+    EXPECT_EQ(nullptr, parser.getExternalSchemaLocation());
+    EXPECT_EQ(nullptr, parser.getExternalNoNamespaceSchemaLocation());
+    EXPECT_EQ(nullptr, parser.getPSVIHandler());
+    EXPECT_EQ(nullptr, parser.getXMLEntityResolver());
+
+    parser.setIdentityConstraintChecking(false);
+    parser.cacheGrammarFromParse(true);
+    parser.useCachedGrammarInParse(true);
+    parser.setCalculateSrcOfs(true);
+    parser.setStandardUriConformant(true);
+    parser.setExternalSchemaLocation("urn:a a.xsd");
+    parser.setExternalNoNamespaceSchemaLocation(u"b.xsd");
+    EXPECT_FALSE(parser.getIdentityConstraintChecking());
+    EXPECT_TRUE(parser.isCachingGrammarFromParse());
+    EXPECT_TRUE(parser.isUsingCachedGrammarInParse());
+    EXPECT_TRUE(parser.getCalculateSrcOfs());
+    EXPECT_TRUE(parser.getStandardUriConformant());
+    EXPECT_TRUE(xercesc::XMLString::equals(u"urn:a a.xsd", parser.getExternalSchemaLocation()));
+    EXPECT_TRUE(xercesc::XMLString::equals(u"b.xsd", parser.getExternalNoNamespaceSchemaLocation()));
+    // A parse with reuseGrammar false leaves the program's own setting.
+    parse_text_with(parser, "<r/>");
+    EXPECT_TRUE(parser.isUsingCachedGrammarInParse());
+}
+
+TEST(dom_parser, scanner_and_validator_follow_the_settings)
+{
+    DOMParser parser;
+    EXPECT_FALSE(parser.getScanner().getDoNamespaces());
+    EXPECT_EQ(xercesc::XMLScanner::Val_Never, parser.getScanner().getValidationScheme());
+    parser.setDoNamespaces(true);
+    parser.setDoValidation(true);
+    EXPECT_TRUE(parser.getScanner().getDoNamespaces());
+    EXPECT_EQ(xercesc::XMLScanner::Val_Always, parser.getScanner().getValidationScheme());
+    EXPECT_TRUE(parser.getValidator().handlesDTD());
+
+    parser.useScanner(u"WFXMLScanner");
+    EXPECT_TRUE(xercesc::XMLString::equals(u"WFXMLScanner", parser.getScanner().getName()));
+    // The well-formedness scanner does not validate.
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parse_text_with(parser, kInvalidDoc);
+    EXPECT_TRUE(recorder.reports.empty());
+}
+
+TEST(dom_parser, source_offsets_are_counted_on_request)
+{
+    const std::string doc = "<r><a/><b/></r>";
+    DOMParser parser;
+    parser.setCalculateSrcOfs(true);
+    const MemBufInputSource source(reinterpret_cast<const XMLByte*>(doc.data()), doc.size(), "memory");
+    xercesc::XMLPScanToken token;
+    ASSERT_TRUE(parser.parseFirst(source, token));
+    std::vector<unsigned int> offsets;
+    while (parser.parseNext(token))
+        offsets.push_back(parser.getSrcOffset());
+    EXPECT_EQ((std::vector<unsigned int>{3, 7, 11, 15}), offsets);
+}
+
+TEST(dom_parser, validates_against_an_external_no_namespace_schema)
+{
+    const TempDir dir;
+    dir.write("n.xsd", "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema'>"
+                       "<xs:element name='n' type='xs:int'/></xs:schema>");
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setDoNamespaces(true);
+    parser.setDoSchema(true);
+    parser.setValidationScheme(DOMParser::Val_Always);
+    parser.setExternalNoNamespaceSchemaLocation((dir / "n.xsd").string().c_str());
+    parser.parse(dir.write("good.xml", "<n>12</n>").c_str());
+    EXPECT_TRUE(recorder.reports.empty()) << recorder.reports[0];
+    parser.parse(dir.write("bad.xml", "<n>twelve</n>").c_str());
+    ASSERT_EQ(1u, recorder.reports.size());
+    EXPECT_EQ(0u, recorder.reports[0].find("error 1: value 'twelve' does not match")) << recorder.reports[0];
+}
+
+TEST(dom_parser, a_loaded_and_cached_grammar_validates_later_parses)
+{
+    const TempDir dir;
+    const std::string xsd = dir.write("n.xsd", "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema'>"
+                                               "<xs:element name='n' type='xs:int'/></xs:schema>");
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setDoNamespaces(true);
+    parser.setDoSchema(true);
+    parser.setValidationScheme(DOMParser::Val_Always);
+    xercesc::Grammar* grammar = parser.loadGrammar(xsd.c_str(), xercesc::Grammar::SchemaGrammarType, true);
+    ASSERT_NE(nullptr, grammar);
+    EXPECT_EQ(xercesc::Grammar::SchemaGrammarType, grammar->getGrammarType());
+    EXPECT_EQ(grammar, parser.getGrammar(u""));
+    parser.parse(dir.write("bad.xml", "<n>twelve</n>").c_str(), true);
+    ASSERT_EQ(1u, recorder.reports.size());
+    EXPECT_EQ(0u, recorder.reports[0].find("error 1: value 'twelve' does not match")) << recorder.reports[0];
+    EXPECT_EQ(grammar, parser.getRootGrammar());
+
+    parser.resetCachedGrammarPool();
+    EXPECT_EQ(nullptr, parser.getGrammar(u""));
+}
+
+TEST(dom_parser, a_dtd_grammar_is_loaded_under_the_reading_rules)
+{
+    const TempDir dir;
+    const std::string dtd = dir.write("r.dtd", "<!ELEMENT r EMPTY><!ENTITY % x SYSTEM '/etc/passwd'>%x;");
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parser.setDoValidation(true);
+    EXPECT_EQ(nullptr, parser.loadGrammar(dtd.c_str(), xercesc::Grammar::DTDGrammarType));
+    ASSERT_EQ(1u, recorder.reports.size());
+    EXPECT_EQ(0u, recorder.reports[0].find("fatal 1: refused to read '/etc/passwd'")) << recorder.reports[0];
+
+    const std::string plain = dir.write("p.dtd", "<!ELEMENT p EMPTY>");
+    xercesc::Grammar* grammar = parser.loadGrammar(plain.c_str(), xercesc::Grammar::DTDGrammarType);
+    ASSERT_NE(nullptr, grammar);
+    EXPECT_EQ(xercesc::Grammar::DTDGrammarType, grammar->getGrammarType());
+}
+
+namespace {
+
+// Answers every entity with fixed text, or with a file, as told.
+class FullResolver final : public xercesc::XMLEntityResolver {
+public:
+    explicit FullResolver(std::string file = "") : fFile(std::move(file)) {}
+    xercesc::InputSource* resolveEntity(xercesc::XMLResourceIdentifier* resource) override
+    {
+        seen = str(DOMString(resource->getSystemId()));
+        if (!fFile.empty())
+            return new xercesc::LocalFileInputSource(DOMString(fFile.c_str()).rawBuffer());
+        static const char text[] = "resolved";
+        return new MemBufInputSource(reinterpret_cast<const XMLByte*>(text), sizeof text - 1, "given");
+    }
+    std::string seen;
+
+private:
+    std::string fFile;
+};
+
+class PlainResolver final : public xercesc::EntityResolver {
+public:
+    xercesc::InputSource* resolveEntity(const XMLCh*, const XMLCh*) override { return nullptr; }
+};
+
+} // namespace
+
+TEST(dom_parser, an_xml_entity_resolver_is_asked_with_the_whole_identifier)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    FullResolver resolver;
+    parser.setXMLEntityResolver(&resolver);
+    EXPECT_EQ(&resolver, parser.getXMLEntityResolver());
+    parser.setCreateEntityReferenceNodes(false);
+    parse_text_with(parser, "<!DOCTYPE r [<!ENTITY e SYSTEM 'nowhere.txt'>]><r>&e;</r>");
+    EXPECT_TRUE(recorder.reports.empty());
+    EXPECT_EQ("nowhere.txt", resolver.seen);
+    EXPECT_EQ("text:[resolved]", children_of(parser.getDocument().getDocumentElement()));
+
+    // Only one resolver is asked: the last one installed.
+    PlainResolver plain;
+    parser.setEntityResolver(&plain);
+    EXPECT_EQ(nullptr, parser.getXMLEntityResolver());
+    parser.setXMLEntityResolver(&resolver);
+    EXPECT_EQ(nullptr, parser.getEntityResolver());
+}
+
+TEST(dom_parser, an_xml_entity_resolver_cannot_open_files_the_document_may_not_read)
+{
+    DOMParser parser;
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    FullResolver resolver("/etc/passwd");
+    parser.setXMLEntityResolver(&resolver);
+    parse_text_with(parser, "<!DOCTYPE r [<!ENTITY e SYSTEM 'x.txt'>]><r>&e;</r>");
+    ASSERT_EQ(1u, recorder.reports.size());
+    EXPECT_EQ(0u, recorder.reports[0].find("fatal 0: refused to read '/etc/passwd'")) << recorder.reports[0];
 }

@@ -69,6 +69,9 @@ private:
 // The cap lives in the parse call, not in the parser: documents allocate
 // through parse_memory(), which consults only the cap of a parse running in
 // the calling thread.
+// The memory account of one parse (parse_guard.cpp).
+struct ParseBudget;
+
 class ParseGuard {
 public:
     static constexpr unsigned kEntityExpansions = 100000;
@@ -105,11 +108,45 @@ public:
     // One parse of `parser` (made by make_parser) under the rules above.
     void parse(xercesc::XercesDOMParser& parser, const xercesc::InputSource& source);
     void parse(xercesc::XercesDOMParser& parser, const char* systemId);
+    void parse(xercesc::XercesDOMParser& parser, const XMLCh* systemId);
+
+    // A progressive parse under the same rules: each step runs on the
+    // budget of the whole parse, which lives here until the next start.
+    // `source` must outlive the steps, as Xerces-C requires.
+    bool parse_first(xercesc::XercesDOMParser& parser, const xercesc::InputSource& source,
+                     xercesc::XMLPScanToken& token);
+    bool parse_first(xercesc::XercesDOMParser& parser, const XMLCh* systemId, xercesc::XMLPScanToken& token);
+    bool parse_next(xercesc::XercesDOMParser& parser, xercesc::XMLPScanToken& token);
+    void parse_reset(xercesc::XercesDOMParser& parser, xercesc::XMLPScanToken& token);
+
+    // A grammar read under the same rules; the files it includes are read
+    // from its own folder tree.
+    xercesc::Grammar* load_grammar(xercesc::XercesDOMParser& parser, const xercesc::InputSource& source,
+                                   short grammarType, bool toCache);
+    xercesc::Grammar* load_grammar(xercesc::XercesDOMParser& parser, const XMLCh* systemId, short grammarType,
+                                   bool toCache);
+
+    // The scanner of a parser made by make_parser.
+    static const xercesc::XMLScanner& scanner(const xercesc::XercesDOMParser& parser) noexcept;
 
     // The application's resolver, asked before the rules above are applied
     // to what it returns; not owned.
-    void set_user_resolver(xercesc::EntityResolver* resolver) noexcept { fUserResolver = resolver; }
+    // Only one of the two kinds is asked: setting one (non-null) clears the
+    // other, so the last one set wins.
+    void set_user_resolver(xercesc::EntityResolver* resolver) noexcept
+    {
+        fUserResolver = resolver;
+        if (resolver)
+            fUserXMLResolver = nullptr;
+    }
     xercesc::EntityResolver* user_resolver() const noexcept { return fUserResolver; }
+    void set_user_xml_resolver(xercesc::XMLEntityResolver* resolver) noexcept
+    {
+        fUserXMLResolver = resolver;
+        if (resolver)
+            fUserResolver = nullptr;
+    }
+    xercesc::XMLEntityResolver* user_xml_resolver() const noexcept { return fUserXMLResolver; }
 
     // Errors and fatal errors of the last parse of `parser`: the scanner's
     // count and the fatal errors reported here, around the scanner.
@@ -122,11 +159,21 @@ public:
 private:
     class Parser;
     class Resolver;
+    struct Progressive;
     void run(xercesc::XercesDOMParser& parser, const xercesc::InputSource& source);
+    // Runs `step` on `budget` and turns what the rules stop into the reports
+    // and exceptions a parse gives.
+    template <class Step>
+    auto guarded(xercesc::XercesDOMParser& parser, ParseBudget& budget, Step&& step) -> decltype(step());
+    // The source `systemId` names, or null after reporting why there is none.
+    std::unique_ptr<xercesc::InputSource> named_source(xercesc::XercesDOMParser& parser, const XMLCh* systemId);
+    void begin_run(xercesc::XercesDOMParser& parser);
 
     std::unique_ptr<Resolver> fResolver;
     std::unique_ptr<xercesc::SecurityManager> fSecurity;
     xercesc::EntityResolver* fUserResolver = nullptr;
+    xercesc::XMLEntityResolver* fUserXMLResolver = nullptr;
+    std::unique_ptr<Progressive> fProgressive;
     // Whether the last parse reached the scanner, and the fatal errors it
     // reported itself.
     bool fScanned = false;

@@ -37,13 +37,12 @@ using namespace xercesc;
 
 namespace xmlutil_detail {
 
-namespace {
-
 // ---- Memory ---------------------------------------------------------------------
 
 // The account of the parse running in a thread. It lives in the parse call
-// and is reached only through t_budget, so nothing of it stays with a
-// parser or a document once the call is over.
+// (for a progressive parse, in the guard until the next start) and is
+// reached only through t_budget, so nothing of it stays with a parser or a
+// document once the parse is over.
 struct ParseBudget {
     std::uint64_t generation = 0; // tags the blocks this parse allocated
     std::size_t used = 0;
@@ -56,6 +55,8 @@ struct ParseBudget {
         return ParseGuard::kBaseBudget + (read < most ? read : most) * ParseGuard::kBudgetPerInputByte;
     }
 };
+
+namespace {
 
 thread_local ParseBudget* t_budget = nullptr;
 
@@ -611,6 +612,8 @@ public:
     {
     }
 
+    const XMLScanner& scanner() const noexcept { return *getScanner(); }
+
     void begin() noexcept
     {
         fDtd = Dtd::none;
@@ -654,23 +657,23 @@ public:
         // left out, as other non-validating parsers do.
         const bool skippable = subset && getValidationScheme() == Val_Never;
         try {
-            if (EntityResolver* user = fGuard.fUserResolver) {
-                std::unique_ptr<InputSource> given(user->resolveEntity(resource->getPublicId(),
-                                                                       resource->getSystemId()));
-                if (given) {
-                    // Files and URLs it names are read only where the
-                    // document itself may read.
-                    if (dynamic_cast<LocalFileInputSource*>(given.get()) ||
-                        dynamic_cast<URLInputSource*>(given.get())) {
-                        const XMLResourceIdentifier named(resource->getResourceIdentifierType(),
-                                                          given->getSystemId(), resource->getNameSpace(),
-                                                          resource->getPublicId(), resource->getBaseURI());
-                        return fGuard.fResolver->resolve(named, skippable);
-                    }
-                    InputSource* counted = new ProgramSource(given.get());
-                    given.release();
-                    return counted;
+            std::unique_ptr<InputSource> given;
+            if (EntityResolver* user = fGuard.fUserResolver)
+                given.reset(user->resolveEntity(resource->getPublicId(), resource->getSystemId()));
+            else if (XMLEntityResolver* full = fGuard.fUserXMLResolver)
+                given.reset(full->resolveEntity(resource));
+            if (given) {
+                // Files and URLs it names are read only where the document
+                // itself may read.
+                if (dynamic_cast<LocalFileInputSource*>(given.get()) || dynamic_cast<URLInputSource*>(given.get())) {
+                    const XMLResourceIdentifier named(resource->getResourceIdentifierType(), given->getSystemId(),
+                                                      resource->getNameSpace(), resource->getPublicId(),
+                                                      resource->getBaseURI());
+                    return fGuard.fResolver->resolve(named, skippable);
                 }
+                InputSource* counted = new ProgramSource(given.get());
+                given.release();
+                return counted;
             }
             return fGuard.fResolver->resolve(*resource, skippable);
         } catch (const SkippedDtd&) {
@@ -759,6 +762,14 @@ private:
 
 // ---- ParseGuard -----------------------------------------------------------------
 
+// What a progressive parse keeps between its steps.
+struct ParseGuard::Progressive {
+    explicit Progressive(const InputSource& source) : counted(source) { budget.generation = ++g_generations; }
+    std::unique_ptr<InputSource> owned; // the source a system id named
+    CountedSource counted;
+    ParseBudget budget;
+};
+
 MemoryManager* parse_memory()
 {
     static MemoryManager* const memory = new ParseMemory;
@@ -797,20 +808,16 @@ void ParseGuard::parse(XercesDOMParser& parser, const InputSource& source)
     run(parser, source);
 }
 
-void ParseGuard::parse(XercesDOMParser& parser, const char* systemId)
+std::unique_ptr<InputSource> ParseGuard::named_source(XercesDOMParser& parser, const XMLCh* systemId)
 {
     // The source the scanner would make for `systemId`, made here so that
     // its bytes are counted.
-    XMLCh* id = XMLString::transcode(systemId ? systemId : "");
-    const std::u16string name = id ? id : u"";
-    XMLString::release(&id);
-    std::unique_ptr<InputSource> source;
+    const XMLCh* name = systemId ? systemId : u"";
     try {
         XMLURL url;
-        if (XMLURL::parse(name.c_str(), url) && url.getProtocol() != XMLURL::Unknown)
-            source.reset(new URLInputSource(url));
-        else
-            source.reset(new LocalFileInputSource(name.c_str()));
+        if (XMLURL::parse(name, url) && url.getProtocol() != XMLURL::Unknown)
+            return std::unique_ptr<InputSource>(new URLInputSource(url));
+        return std::unique_ptr<InputSource>(new LocalFileInputSource(name));
     } catch (const XMLException& e) {
         fExceeded = 0;
         fZeroStop = ZeroStop();
@@ -819,9 +826,24 @@ void ParseGuard::parse(XercesDOMParser& parser, const char* systemId)
         // As the scanner reports a name it cannot make a source of.
         if (ErrorHandler* handler = parser.getErrorHandler())
             handler->fatalError(SAXParseException(e.getMessage(), u"", u"", 0, 0));
-        return;
+        return nullptr;
     }
-    fResolver->tree = document_tree(name.c_str());
+}
+
+void ParseGuard::parse(XercesDOMParser& parser, const char* systemId)
+{
+    XMLCh* id = XMLString::transcode(systemId ? systemId : "");
+    const std::u16string name = id ? id : u"";
+    XMLString::release(&id);
+    parse(parser, name.c_str());
+}
+
+void ParseGuard::parse(XercesDOMParser& parser, const XMLCh* systemId)
+{
+    const std::unique_ptr<InputSource> source = named_source(parser, systemId);
+    if (!source)
+        return;
+    fResolver->tree = document_tree(systemId ? systemId : u"");
     run(parser, *source);
 }
 
@@ -830,19 +852,21 @@ std::size_t ParseGuard::error_count(const XercesDOMParser& parser) const noexcep
     return (fScanned ? parser.getErrorCount() : 0) + fOwnErrors;
 }
 
-void ParseGuard::run(XercesDOMParser& parser, const InputSource& source)
+void ParseGuard::begin_run(XercesDOMParser& parser)
 {
     fExceeded = 0;
     fZeroStop = ZeroStop();
     fScanned = true;
     fOwnErrors = 0;
     static_cast<Parser&>(parser).begin();
-    const CountedSource counted(source);
-    ParseBudget budget;
-    budget.generation = ++g_generations;
+}
+
+template <class Step>
+auto ParseGuard::guarded(XercesDOMParser& parser, ParseBudget& budget, Step&& step) -> decltype(step())
+{
     try {
         const BudgetScope scope(budget);
-        parser.parse(counted);
+        return step();
     } catch (const OutOfMemoryException&) {
         // The cap, or the system's memory, ran out; an XMLException is what
         // classic programs catch around a parse.
@@ -855,6 +879,78 @@ void ParseGuard::run(XercesDOMParser& parser, const InputSource& source)
             handler->fatalError(SAXParseException(refusal.message.c_str(), refusal.publicId.c_str(),
                                                   refusal.systemId.c_str(), refusal.line, refusal.column));
     }
+    return decltype(step())();
+}
+
+void ParseGuard::run(XercesDOMParser& parser, const InputSource& source)
+{
+    begin_run(parser);
+    const CountedSource counted(source);
+    ParseBudget budget;
+    budget.generation = ++g_generations;
+    guarded(parser, budget, [&] { parser.parse(counted); });
+}
+
+bool ParseGuard::parse_first(XercesDOMParser& parser, const InputSource& source, XMLPScanToken& token)
+{
+    fProgressive.reset();
+    fResolver->tree = document_tree(source.getSystemId());
+    begin_run(parser);
+    fProgressive.reset(new Progressive(source));
+    Progressive& state = *fProgressive;
+    return guarded(parser, state.budget, [&] { return parser.parseFirst(state.counted, token); });
+}
+
+bool ParseGuard::parse_first(XercesDOMParser& parser, const XMLCh* systemId, XMLPScanToken& token)
+{
+    fProgressive.reset();
+    std::unique_ptr<InputSource> source = named_source(parser, systemId);
+    if (!source)
+        return false;
+    fResolver->tree = document_tree(systemId ? systemId : u"");
+    begin_run(parser);
+    fProgressive.reset(new Progressive(*source));
+    fProgressive->owned = std::move(source);
+    Progressive& state = *fProgressive;
+    return guarded(parser, state.budget, [&] { return parser.parseFirst(state.counted, token); });
+}
+
+bool ParseGuard::parse_next(XercesDOMParser& parser, XMLPScanToken& token)
+{
+    if (!fProgressive)
+        return false;
+    return guarded(parser, fProgressive->budget, [&] { return parser.parseNext(token); });
+}
+
+void ParseGuard::parse_reset(XercesDOMParser& parser, XMLPScanToken& token)
+{
+    parser.parseReset(token);
+}
+
+Grammar* ParseGuard::load_grammar(XercesDOMParser& parser, const InputSource& source, short grammarType,
+                                  bool toCache)
+{
+    fResolver->tree = document_tree(source.getSystemId());
+    begin_run(parser);
+    const CountedSource counted(source);
+    ParseBudget budget;
+    budget.generation = ++g_generations;
+    return guarded(parser, budget, [&] {
+        return parser.loadGrammar(counted, static_cast<Grammar::GrammarType>(grammarType), toCache);
+    });
+}
+
+Grammar* ParseGuard::load_grammar(XercesDOMParser& parser, const XMLCh* systemId, short grammarType, bool toCache)
+{
+    const std::unique_ptr<InputSource> source = named_source(parser, systemId);
+    if (!source)
+        return nullptr;
+    return load_grammar(parser, *source, grammarType, toCache);
+}
+
+const XMLScanner& ParseGuard::scanner(const XercesDOMParser& parser) noexcept
+{
+    return static_cast<const Parser&>(parser).scanner();
 }
 
 } // namespace xmlutil_detail

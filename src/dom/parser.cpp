@@ -1,10 +1,36 @@
 #include "dom_internal.h"
 
+#include <xercesc/framework/XMLValidator.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/InputSource.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/util/XMLString.hpp>
+#include <xercesc/validators/common/Grammar.hpp>
 
 using namespace xmlutil_detail;
 using xercesc::XercesDOMParser;
+
+namespace {
+
+// Stands in while the program has installed no handler, as the classic
+// parser behaved then: warnings and errors pass unreported, a fatal error
+// ends the parse as a SAXParseException. Stateless, so one serves all.
+class UnhandledReports final : public xercesc::ErrorHandler {
+public:
+    void warning(const xercesc::SAXParseException&) override {}
+    void error(const xercesc::SAXParseException&) override {}
+    void fatalError(const xercesc::SAXParseException& e) override { throw e; }
+    void resetErrors() override {}
+};
+
+xercesc::ErrorHandler* unhandled_reports()
+{
+    static UnhandledReports handler;
+    return &handler;
+}
+
+} // namespace
 
 DOMParser::DOMParser(xercesc::XMLValidator* valToAdopt) : fDocument(nullptr), fAdopted(false)
 {
@@ -18,6 +44,7 @@ DOMParser::DOMParser(xercesc::XMLValidator* valToAdopt) : fDocument(nullptr), fA
     fParser->setIncludeIgnorableWhitespace(true);
     fParser->setCreateEntityReferenceNodes(true);
     fParser->setCreateCommentNodes(true);
+    fParser->setErrorHandler(unhandled_reports());
 }
 
 DOMParser::~DOMParser()
@@ -66,12 +93,13 @@ bool DOMParser::getDoNamespaces() const
 
 void DOMParser::setErrorHandler(xercesc::ErrorHandler* handler)
 {
-    fParser->setErrorHandler(handler);
+    fParser->setErrorHandler(handler ? handler : unhandled_reports());
 }
 
 xercesc::ErrorHandler* DOMParser::getErrorHandler() const
 {
-    return fParser->getErrorHandler();
+    xercesc::ErrorHandler* handler = fParser->getErrorHandler();
+    return handler == unhandled_reports() ? nullptr : handler;
 }
 
 void DOMParser::setEntityResolver(xercesc::EntityResolver* resolver)
@@ -173,15 +201,32 @@ void DOMParser::reset()
 namespace {
 
 // Runs one parse. The previous document stays with whoever holds handles to
-// it; the new one is adopted lazily by getDocument().
+// it; the new one is adopted lazily by getDocument(). Cached grammars are
+// used when the program asked for them either way.
 template <class F>
-void run_parse(XercesDOMParser& parser, DocumentCount*& current, bool& adopted, bool reuseGrammar, F&& parse)
+auto run_parse(XercesDOMParser& parser, DocumentCount*& current, bool& adopted, bool reuseGrammar, F&& parse)
+    -> decltype(parse())
 {
     HandleAccess::let_go(current);
     current = nullptr;
     adopted = false;
-    parser.useCachedGrammarInParse(reuseGrammar);
-    translate_dom_errors(parse);
+    struct CachedGrammars {
+        XercesDOMParser& parser;
+        bool before;
+        ~CachedGrammars() { parser.useCachedGrammarInParse(before); }
+    } restore{parser, parser.isUsingCachedGrammarInParse()};
+    if (reuseGrammar)
+        parser.useCachedGrammarInParse(true);
+    return translate_dom_errors(parse);
+}
+
+// 16-bit text of a system id given in the local code page.
+std::u16string wide_id(const char* systemId)
+{
+    XMLCh* id = xercesc::XMLString::transcode(systemId ? systemId : "");
+    std::u16string name = id ? id : u"";
+    xercesc::XMLString::release(&id);
+    return name;
 }
 
 } // namespace
@@ -196,6 +241,11 @@ void DOMParser::parse(const xercesc::InputSource& source, bool reuseGrammar)
     run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, source); });
 }
 
+void DOMParser::parse(const XMLCh* systemId, bool reuseGrammar)
+{
+    run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, systemId); });
+}
+
 DOM_Document DOMParser::getDocument()
 {
     if (!fAdopted) {
@@ -205,5 +255,217 @@ DOM_Document DOMParser::getDocument()
             fDocument = HandleAccess::keep(fParser->adoptDocument());
         fAdopted = true;
     }
+    if (!fDocument) {
+        // Classic programs ask for the document before any parse and after
+        // a parse that built nothing, and expect one.
+        static const XMLCh core[] = {u'C', u'o', u'r', u'e', 0};
+        xercesc::DOMImplementation* impl = xercesc::DOMImplementationRegistry::getDOMImplementation(core);
+        fDocument = HandleAccess::keep(impl->createDocument());
+    }
     return HandleAccess::hand_out(fDocument);
+}
+
+bool DOMParser::parseFirst(const char* systemId, xercesc::XMLPScanToken& toFill, bool reuseGrammar)
+{
+    const std::u16string name = wide_id(systemId);
+    return parseFirst(name.c_str(), toFill, reuseGrammar);
+}
+
+bool DOMParser::parseFirst(const XMLCh* systemId, xercesc::XMLPScanToken& toFill, bool reuseGrammar)
+{
+    // The grammar setting stays for the parseNext steps: the scanner reads
+    // it as it goes.
+    HandleAccess::let_go(fDocument);
+    fDocument = nullptr;
+    fAdopted = false;
+    if (reuseGrammar)
+        fParser->useCachedGrammarInParse(true);
+    return translate_dom_errors([&] { return fGuard->parse_first(*fParser, systemId, toFill); });
+}
+
+bool DOMParser::parseFirst(const xercesc::InputSource& source, xercesc::XMLPScanToken& toFill, bool reuseGrammar)
+{
+    HandleAccess::let_go(fDocument);
+    fDocument = nullptr;
+    fAdopted = false;
+    if (reuseGrammar)
+        fParser->useCachedGrammarInParse(true);
+    return translate_dom_errors([&] { return fGuard->parse_first(*fParser, source, toFill); });
+}
+
+bool DOMParser::parseNext(xercesc::XMLPScanToken& token)
+{
+    return translate_dom_errors([&] { return fGuard->parse_next(*fParser, token); });
+}
+
+void DOMParser::parseReset(xercesc::XMLPScanToken& token)
+{
+    fGuard->parse_reset(*fParser, token);
+}
+
+const xercesc::XMLScanner& DOMParser::getScanner() const
+{
+    return ParseGuard::scanner(*fParser);
+}
+
+const xercesc::XMLValidator& DOMParser::getValidator() const
+{
+    return fParser->getValidator();
+}
+
+XMLCh* DOMParser::getExternalSchemaLocation() const
+{
+    return fParser->getExternalSchemaLocation();
+}
+
+XMLCh* DOMParser::getExternalNoNamespaceSchemaLocation() const
+{
+    return fParser->getExternalNoNamespaceSchemaLocation();
+}
+
+void DOMParser::setExternalSchemaLocation(const XMLCh* schemaLocation)
+{
+    fParser->setExternalSchemaLocation(schemaLocation);
+}
+
+void DOMParser::setExternalSchemaLocation(const char* schemaLocation)
+{
+    fParser->setExternalSchemaLocation(schemaLocation);
+}
+
+void DOMParser::setExternalNoNamespaceSchemaLocation(const XMLCh* noNamespaceSchemaLocation)
+{
+    fParser->setExternalNoNamespaceSchemaLocation(noNamespaceSchemaLocation);
+}
+
+void DOMParser::setExternalNoNamespaceSchemaLocation(const char* noNamespaceSchemaLocation)
+{
+    fParser->setExternalNoNamespaceSchemaLocation(noNamespaceSchemaLocation);
+}
+
+xercesc::PSVIHandler* DOMParser::getPSVIHandler()
+{
+    return fParser->getPSVIHandler();
+}
+
+const xercesc::PSVIHandler* DOMParser::getPSVIHandler() const
+{
+    return fParser->getPSVIHandler();
+}
+
+void DOMParser::setPSVIHandler(xercesc::PSVIHandler* handler)
+{
+    fParser->setPSVIHandler(handler);
+}
+
+xercesc::XMLEntityResolver* DOMParser::getXMLEntityResolver()
+{
+    return fGuard->user_xml_resolver();
+}
+
+const xercesc::XMLEntityResolver* DOMParser::getXMLEntityResolver() const
+{
+    return fGuard->user_xml_resolver();
+}
+
+void DOMParser::setXMLEntityResolver(xercesc::XMLEntityResolver* resolver)
+{
+    // Kept by the guard, like setEntityResolver's.
+    fGuard->set_user_xml_resolver(resolver);
+}
+
+bool DOMParser::getIdentityConstraintChecking() const
+{
+    return fParser->getIdentityConstraintChecking();
+}
+
+void DOMParser::setIdentityConstraintChecking(bool check)
+{
+    fParser->setIdentityConstraintChecking(check);
+}
+
+bool DOMParser::isCachingGrammarFromParse() const
+{
+    return fParser->isCachingGrammarFromParse();
+}
+
+void DOMParser::cacheGrammarFromParse(bool cache)
+{
+    fParser->cacheGrammarFromParse(cache);
+}
+
+bool DOMParser::isUsingCachedGrammarInParse() const
+{
+    return fParser->isUsingCachedGrammarInParse();
+}
+
+void DOMParser::useCachedGrammarInParse(bool use)
+{
+    fParser->useCachedGrammarInParse(use);
+}
+
+bool DOMParser::getCalculateSrcOfs() const
+{
+    return fParser->getCalculateSrcOfs();
+}
+
+void DOMParser::setCalculateSrcOfs(bool calculate)
+{
+    fParser->setCalculateSrcOfs(calculate);
+}
+
+bool DOMParser::getStandardUriConformant() const
+{
+    return fParser->getStandardUriConformant();
+}
+
+void DOMParser::setStandardUriConformant(bool conformant)
+{
+    fParser->setStandardUriConformant(conformant);
+}
+
+unsigned int DOMParser::getSrcOffset() const
+{
+    return static_cast<unsigned int>(fParser->getSrcOffset());
+}
+
+void DOMParser::useScanner(const XMLCh* scannerName)
+{
+    fParser->useScanner(scannerName);
+}
+
+xercesc::Grammar* DOMParser::getGrammar(const XMLCh* nameSpaceKey)
+{
+    return fParser->getGrammar(nameSpaceKey);
+}
+
+xercesc::Grammar* DOMParser::getRootGrammar()
+{
+    return fParser->getRootGrammar();
+}
+
+const XMLCh* DOMParser::getURIText(unsigned int uriId) const
+{
+    return fParser->getURIText(uriId);
+}
+
+xercesc::Grammar* DOMParser::loadGrammar(const xercesc::InputSource& source, short grammarType, bool toCache)
+{
+    return translate_dom_errors([&] { return fGuard->load_grammar(*fParser, source, grammarType, toCache); });
+}
+
+xercesc::Grammar* DOMParser::loadGrammar(const char* systemId, short grammarType, bool toCache)
+{
+    const std::u16string name = wide_id(systemId);
+    return loadGrammar(name.c_str(), grammarType, toCache);
+}
+
+xercesc::Grammar* DOMParser::loadGrammar(const XMLCh* systemId, short grammarType, bool toCache)
+{
+    return translate_dom_errors([&] { return fGuard->load_grammar(*fParser, systemId, grammarType, toCache); });
+}
+
+void DOMParser::resetCachedGrammarPool()
+{
+    fParser->resetCachedGrammarPool();
 }
