@@ -7,48 +7,21 @@
 #   1.7      <xercesc/dom/DOM_Node.hpp>, <xercesc/parsers/DOMParser.hpp>
 #   2.x      <xercesc/dom/deprecated/DOM_Node.hpp>, .../deprecated/DOMParser.hpp
 #
-# The tree is written into the build directory and installed as
+# The tree lives in include/classic/xmlutil-classic and is installed as
 # <includedir>/xmlutil-classic; the target xmlutil::classic and the
 # pkg-config package xmlutil-classic add it to the include path. Nothing in
 # it has the name of a Xerces-C 3 header, so it shadows none: 1.7's
 # umbrella <xercesc/dom/DOM.hpp> is Xerces-C 3's W3C DOM header and is left
 # out. Programs that include it get it from <includedir>/xmlutil-classic-1.7
-# instead, a folder of its own that holds only that header (which includes
-# Xerces-C 3's header of the same name as well), for XMLUTIL_CLASSIC_17 or
-# pkg-config xmlutil-classic-1.7.
+# instead (include/classic/xmlutil-classic-1.7), a folder of its own that
+# holds only that header (which includes Xerces-C 3's header of the same
+# name as well), for XMLUTIL_CLASSIC_17 or pkg-config xmlutil-classic-1.7.
+# The test classic_include_tree checks that every class of xmlutil_dom.h
+# has its header under all three layouts.
 
-set(XMLUTIL_CLASSIC_HEADERS
-    DOM DOMString DOM_Node DOM_Attr DOM_Element DOM_CharacterData DOM_Text DOM_CDATASection DOM_Comment
-    DOM_ProcessingInstruction DOM_EntityReference DOM_Entity DOM_Notation DOM_DocumentType
-    DOM_DocumentFragment DOM_XMLDecl DOM_Document DOM_NodeList DOM_NamedNodeMap DOM_DOMImplementation
-    DOM_DOMException DOM_NodeFilter DOM_NodeIterator DOM_TreeWalker DOM_Range DOM_RangeException
-    DomMemDebug)
-
-set(xmlutil_classic_root ${PROJECT_BINARY_DIR}/classic)
+set(xmlutil_classic_root ${PROJECT_SOURCE_DIR}/include/classic)
 set(xmlutil_classic_dir ${xmlutil_classic_root}/xmlutil-classic)
 set(xmlutil_classic17_dir ${xmlutil_classic_root}/xmlutil-classic-1.7)
-set(xmlutil_forward "// A classic Xerces-C include path: the classic DOM is declared in xmlutil_dom.h.\n#include <xmlutil_dom.h>\n")
-
-function(xmlutil_forward_header path)
-    file(CONFIGURE OUTPUT ${xmlutil_classic_dir}/${path} CONTENT "${xmlutil_forward}")
-endfunction()
-
-file(REMOVE_RECURSE ${xmlutil_classic_root})
-foreach(name IN LISTS XMLUTIL_CLASSIC_HEADERS)
-    xmlutil_forward_header(dom/${name}.hpp)
-    xmlutil_forward_header(xercesc/dom/deprecated/${name}.hpp)
-    if(NOT name STREQUAL "DOM")
-        xmlutil_forward_header(xercesc/dom/${name}.hpp)
-    endif()
-endforeach()
-foreach(path IN ITEMS parsers xercesc/parsers xercesc/dom/deprecated)
-    xmlutil_forward_header(${path}/DOMParser.hpp)
-endforeach()
-file(CONFIGURE OUTPUT ${xmlutil_classic17_dir}/xercesc/dom/DOM.hpp CONTENT
-"// 1.7's umbrella header, whose name Xerces-C 3 gave to its W3C DOM: both.
-#include_next <xercesc/dom/DOM.hpp>
-#include <xmlutil_dom.h>
-")
 
 add_library(xmlutil_classic INTERFACE)
 add_library(xmlutil::classic ALIAS xmlutil_classic)

@@ -28,7 +28,7 @@ endif()
 # Runtime: libxmlutil.so.1.0.0 and its soname link libxmlutil.so.1.
 # Development: the namelink libxmlutil.so, headers, CMake and pkg-config files.
 install(TARGETS xmlutil_classic xmlutil_classic17 EXPORT xmlutil-targets)
-install(DIRECTORY ${xmlutil_classic_root}/
+install(DIRECTORY ${xmlutil_classic_dir} ${xmlutil_classic17_dir}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT Development)
 install(TARGETS xmlutil EXPORT xmlutil-targets
