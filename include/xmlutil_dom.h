@@ -83,8 +83,8 @@ class DOM_NodeList;
 /// clone() makes an independent string. Text that is empty when it is made
 /// (`DOMString("")`, `DOMString(p, 0)`) is the null string; an empty string
 /// that is not null exists only after reserve or a deleteData of everything.
-/// Counts are atomic, so strings may be shared across threads; one variable
-/// must not be edited in two threads at once.
+/// Counts are atomic, so copies and clones may live in distinct threads; a
+/// handle must not be edited while another thread uses it.
 class XMLUTIL_API DOMString {
 public:
     /// The null string: `== 0`, length 0.
