@@ -17,7 +17,10 @@ foreach(line IN LISTS xmlutil_export_lines)
             "      \"typeinfo name for ${name}\";\n"
             "      \"vtable for ${name}\";\n")
     elseif(kind STREQUAL "function")
-        string(APPEND xmlutil_globals "      ${name}*;\n")
+        # An operator's character stands in brackets, as the check's regular
+        # expression wants it (operator[+]); the linker's names cannot hold it.
+        string(REGEX REPLACE "\\[[^]]*\\]" "?" glob "${name}")
+        string(APPEND xmlutil_globals "      ${glob}*;\n")
     elseif(kind STREQUAL "stream")
         string(REGEX REPLACE " .*" "" type "${name}")
         string(APPEND xmlutil_globals "      operator*${type}*;\n")

@@ -32,6 +32,7 @@
 
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMNode;
+class MemoryManager;
 class DOMNamedNodeMap;
 class DOMImplementation;
 class EntityResolver;
@@ -56,6 +57,8 @@ struct DocumentCount {
 };
 struct NodeListImpl;
 struct HandleAccess;
+struct StringHandle;
+struct StringAccess;
 class ParseGuard;
 } // namespace xmlutil_detail
 
@@ -70,68 +73,188 @@ class DOM_Element;
 class DOM_NamedNodeMap;
 class DOM_NodeList;
 
-/// 16-bit string of the classic DOM, with value semantics. A default-made
-/// string is null; null and empty strings both have length 0.
+/// 16-bit string of the classic DOM, shared by reference: a DOMString is
+/// one pointer to a counted handle {length, counted character buffer}, and
+/// the null string has no handle at all.
+///
+/// Copies and assignments share the handle, so an edit in place through one
+/// variable (appendData, +=, insertData, deleteData) shows through every
+/// copy, and == compares handles, not characters: compare text with equals.
+/// clone() makes an independent string. Text that is empty when it is made
+/// (`DOMString("")`, `DOMString(p, 0)`) is the null string; an empty string
+/// that is not null exists only after reserve or a deleteData of everything.
+/// Counts are atomic, so copies and clones may live in distinct threads; a
+/// handle must not be edited while another thread uses it.
 class XMLUTIL_API DOMString {
 public:
-    /// The null string.
-    DOMString() noexcept;
-    /// Only the value 0 is meaningful: it makes the null string.
+    /// The null string: `== 0`, length 0.
+    DOMString() noexcept : fHandle(nullptr) {}
+    /// Only the value 0 is meaningful: it makes the null string, so that 0
+    /// can be passed and returned where a DOMString is expected.
     DOMString(int nullPointerValue) noexcept;
-    /// A copy of zero-terminated 16-bit text; a null pointer makes the null string.
+    /// A copy of zero-terminated 16-bit text; a null pointer or empty text
+    /// makes the null string.
     DOMString(const XMLCh* text);
-    /// A copy of `length` characters at `text`; a null pointer makes the null string.
+    /// A copy of `length` units at `text`, zeros included; a null pointer or
+    /// a length of 0 makes the null string.
     DOMString(const XMLCh* text, unsigned int length);
-    /// Bytes in the local code page (ISO-8859-1), up to the first zero byte.
+    /// Bytes in the local code page (ISO-8859-1), up to the first zero byte;
+    /// a null pointer or "" makes the null string.
     DOMString(const char* text);
-    /// An independent copy.
-    DOMString(const DOMString& other);
-    /// Takes over `other`'s characters; `other` becomes the null string.
-    DOMString(DOMString&& other) noexcept;
-    /// Frees the characters.
+    /// Shares `other`'s handle: the two are aliases.
+    DOMString(const DOMString& other) noexcept;
+    /// Takes over `other`'s handle; `other` becomes the null string.
+    DOMString(DOMString&& other) noexcept : fHandle(other.fHandle) { other.fHandle = nullptr; }
+    /// Lets go of the handle; the last user of a buffer frees it.
     ~DOMString();
 
-    /// Becomes an independent copy of `other`.
-    DOMString& operator=(const DOMString& other);
-    /// Takes over `other`'s characters; `other` becomes the null string.
+    /// Shares `other`'s handle from now on (an alias, not a copy).
+    DOMString& operator=(const DOMString& other) noexcept;
+    /// Takes over `other`'s handle; `other` becomes the null string.
     DOMString& operator=(DOMString&& other) noexcept;
-    /// `s = 0` makes the null string.
-    DOMString& operator=(const DOM_NullPtr* null) noexcept;
+    /// `s = 0` makes `s` null; other variables keep the old handle.
+    DOMString& operator=(DOM_NullPtr* null) noexcept;
+    /// The same for a pointer to const; a template, so that `s = 0` picks
+    /// the overload above without ambiguity.
+    template <class = void>
+    DOMString& operator=(const DOM_NullPtr*) noexcept
+    {
+        return *this = static_cast<DOM_NullPtr*>(nullptr);
+    }
 
-    /// Number of 16-bit characters.
+    /// Number of 16-bit units; 0 for the null string.
     unsigned int length() const noexcept;
-    /// The characters, zero-terminated; null for the null string.
+    /// The characters, followed by a zero; a null pointer for the null string.
     const XMLCh* rawBuffer() const noexcept;
-    /// The character at `index`, or 0 when `index` is out of range.
+    /// The unit at `index`, or 0 when `index` is out of range.
     XMLCh charAt(unsigned int index) const noexcept;
 
+    /// Same handle, or both null. Does not look at the characters.
+    bool operator==(const DOMString& other) const noexcept { return fHandle == other.fHandle; }
+    /// Not the same handle.
+    bool operator!=(const DOMString& other) const noexcept { return fHandle != other.fHandle; }
+    /// `s == 0` tests for the null string (an empty string is not null).
+    bool operator==(const DOM_NullPtr*) const noexcept { return fHandle == nullptr; }
+    /// `s != 0` tests for a string that is not null.
+    bool operator!=(const DOM_NullPtr*) const noexcept { return fHandle != nullptr; }
     /// Same characters; null and empty strings are equal.
     bool equals(const DOMString& other) const noexcept;
-    /// Same characters as the local code page bytes `other`.
-    bool equals(const char* other) const;
-    /// See equals.
-    bool operator==(const DOMString& other) const noexcept;
-    /// Not equals.
-    bool operator!=(const DOMString& other) const noexcept;
-    /// Comparison with 0 tests for the null string.
-    bool operator==(const DOM_NullPtr* null) const noexcept;
-    /// Comparison with 0 tests for the null string.
-    bool operator!=(const DOM_NullPtr* null) const noexcept;
+    /// Same characters as the zero-terminated `other` (a null pointer is "").
+    bool equals(const XMLCh* other) const noexcept;
+    /// Same characters as the local code page bytes `other` (an extension);
+    /// a template, so that `s.equals(0)` picks the XMLCh overload.
+    template <class = void>
+    bool equals(const char* other) const
+    {
+        return equals(DOMString(other));
+    }
+    /// -1, 0 or 1: the shorter string first, strings of the same length by
+    /// their units. Null and empty are equal. Not the order of strcmp.
+    int compareString(const DOMString& other) const noexcept;
+    /// compareString(other) < 0.
+    bool operator<(const DOMString& other) const noexcept { return compareString(other) < 0; }
 
-    /// Appends `other`'s characters; the string is no longer null.
+    /// Gives a null string an empty handle with room for `size` units (not
+    /// when `size` is 0); does nothing to a string that is not null.
+    void reserve(unsigned int size);
+    /// Appends `other` in place, seen through every alias; a null or empty
+    /// `other` changes nothing. A null string, or an empty one whose buffer
+    /// is too small, is rebound to a clone of `other` instead.
     void appendData(const DOMString& other);
-    /// Appends one character; the string is no longer null.
+    /// Appends one unit; a null string gets a new handle.
     void appendData(XMLCh ch);
+    /// appendData(DOMString(other)).
+    void appendData(const XMLCh* other);
+    /// appendData(other).
+    DOMString& operator+=(const DOMString& other);
+    /// appendData(other).
+    DOMString& operator+=(const XMLCh* other);
+    /// appendData(ch).
+    DOMString& operator+=(XMLCh ch);
+    /// Removes `count` units from `offset`, fewer at the end.
+    /// DOM_DOMException INDEX_SIZE_ERR (null message) if `offset` > length().
+    void deleteData(unsigned int offset, unsigned int count);
+    /// Inserts `data` at `offset`; a null string is rebound to a clone of
+    /// `data`. DOM_DOMException INDEX_SIZE_ERR if `offset` > length().
+    void insertData(unsigned int offset, const DOMString& data);
 
     /// New[]-allocated copy in the local code page, ending at the first zero
     /// character; the caller releases it with delete[]. Never null.
     char* transcode() const;
+    /// The same, allocated from `manager`: release it with
+    /// manager->deallocate.
+    char* transcode(XERCES_CPP_NAMESPACE::MemoryManager* const manager) const;
     /// A DOMString from local code page bytes; the same as DOMString(text).
     static DOMString transcode(const char* text);
+    /// A new string of `count` units from `offset`, fewer at the end; the
+    /// null string when none are taken. INDEX_SIZE_ERR if `offset` > length().
+    DOMString substringData(unsigned int offset, unsigned int count) const;
+    /// An independent handle that shares the characters until either side
+    /// changes; the null string for the null string.
+    DOMString clone() const;
+    /// Writes the text in the local code page to stdout; nothing when empty.
+    void print() const;
+    /// print() and a newline.
+    void println() const;
 
 private:
-    std::u16string fText;
-    bool fNull;
+    xmlutil_detail::StringHandle* fHandle;
+    friend struct xmlutil_detail::StringAccess;
+};
+
+/// A new string: a clone of `lhs` with `rhs` appended. Neither changes.
+XMLUTIL_API DOMString operator+(const DOMString& lhs, const DOMString& rhs);
+/// See above.
+XMLUTIL_API DOMString operator+(const DOMString& lhs, const XMLCh* rhs);
+/// See above.
+XMLUTIL_API DOMString operator+(const XMLCh* lhs, const DOMString& rhs);
+/// See above.
+XMLUTIL_API DOMString operator+(const DOMString& lhs, XMLCh rhs);
+/// See above.
+XMLUTIL_API DOMString operator+(XMLCh lhs, const DOMString& rhs);
+
+/// A snapshot of the library's allocation counters, for finding leaks:
+/// take one before a block and one after it; if they are !=, something the
+/// block made is still alive (`after.printDifference(before)` says what).
+///
+/// String handles and buffers are counted as they are made and freed. Node
+/// objects and named node maps live inside Xerces-C's documents, so they are
+/// counted by document: when a document is built, parsed or copied after the
+/// first snapshot of the process, its nodes (the document, its tree, the
+/// attributes of each element, the entities and notations of its document
+/// type) and its maps (one attribute map per element, two per document type)
+/// are added, and the same numbers are taken away when the document is
+/// released. Nodes a program creates in a document later are not counted.
+class XMLUTIL_API DomMemDebug {
+public:
+    int liveStringHandles;  ///< DOMString handles that exist now
+    int totalStringHandles; ///< Handles ever made for new text (not clones)
+    int liveStringBuffers;  ///< Character buffers that exist now
+    int totalStringBuffers; ///< Character buffers ever made
+    int liveNodeImpls;      ///< Node objects of documents that exist now
+    int totalNodeImpls;     ///< Node objects ever counted
+    int liveNamedNodeMaps;  ///< Named node maps of documents that exist now
+    int totalNamedNodeMaps; ///< Named node maps ever counted
+
+    /// The eight counters as they are now.
+    DomMemDebug();
+    /// The same eight numbers.
+    DomMemDebug(const DomMemDebug& other) = default;
+    /// Nothing to release.
+    ~DomMemDebug();
+
+    /// Writes the eight counters to stdout, one labelled line each.
+    void print();
+    /// Writes, for each live counter that differs, `this` minus `other`:
+    /// " <d> StringHandles.", " <d> StringBuffers.", " <d> NodeImpls.",
+    /// " <d> NamedNodeMaps.", then a newline.
+    void printDifference(const DomMemDebug& other);
+    /// The four live counters are equal.
+    bool operator==(const DomMemDebug& other);
+    /// A live counter differs.
+    bool operator!=(const DomMemDebug& other);
+    /// Copies the eight counters.
+    void operator=(const DomMemDebug& other);
 };
 
 /// Exception of the DOM: every Xerces-C DOMException raised in a handle

@@ -201,6 +201,8 @@ DOM_Node GetNodeByName(const DOM_Node& parent, const std::string& name)
 
 std::string DOM2STLstring(const DOMString& text)
 {
+    // Null and empty strings both give "": the DOM hands out empty text as
+    // the null string, and callers read both alike.
     std::string out;
     narrow_append(text.rawBuffer(), text.length(), out);
     return out;
@@ -249,6 +251,8 @@ bool GetNamedAttributeValue(const DOM_Node& node, const std::string& name, std::
     DOMNode* attribute = attributes->getNamedItem(wanted.c_str());
     if (!attribute)
         return false;
+    // An empty attribute is found with "", although getAttribute gives the
+    // null string for it.
     assign_narrow(attribute_value(attribute), value);
     return true;
 }

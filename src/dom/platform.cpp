@@ -1,4 +1,5 @@
 #include "dom_internal.h"
+#include "mem_counts.h"
 
 #include <xercesc/util/PlatformUtils.hpp>
 
@@ -77,17 +78,21 @@ DOM_Document HandleAccess::adopt(xercesc::DOMDocument* doc, std::shared_ptr<xerc
         throw;
     }
     share->memory = std::move(memory);
+    add_document(share, doc);
     return DOM_Document(doc, share);
 }
 
 DocumentCount* HandleAccess::keep(xercesc::DOMDocument* doc)
 {
+    DocumentShare* share = nullptr;
     try {
-        return new DocumentShare(doc);
+        share = new DocumentShare(doc);
     } catch (...) {
         doc->release();
         throw;
     }
+    add_document(share, doc);
+    return share;
 }
 
 DOM_Document HandleAccess::hand_out(DocumentCount* count)
@@ -116,6 +121,7 @@ void DOM_Node::destroyShare(xmlutil_detail::DocumentCount* count) noexcept
     xmlutil_detail::DocumentShare* share = xmlutil_detail::full_share(count);
     if (share->keepers.fetch_sub(1, std::memory_order_acq_rel) != 1)
         return;
+    xmlutil_detail::remove_document(share);
     share->doc->release();
     delete share;
 }
