@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "test_util.h"
+TEST(range, placeholder_removed_below) {}
