@@ -903,7 +903,8 @@ public:
     /// Moves the end to the start (true) or the start to the end (false).
     void collapse(bool toStart);
     /// Selects `node` within its parent; a text node selects its characters
-    /// (0 to its length) instead, as the classic range did.
+    /// (0 to its length) instead, as the classic range did. CDATA sections,
+    /// comments and processing instructions are selected as nodes.
     void selectNode(const DOM_Node& node);
     /// Selects the contents of `node`: its characters or its children.
     void selectNodeContents(const DOM_Node& node);
@@ -929,7 +930,8 @@ public:
     void surroundContents(DOM_Node& node);
     /// A new range with the same boundary points.
     DOM_Range cloneRange() const;
-    /// The characters of the text the range holds, without markup.
+    /// The characters of the text and CDATA sections the range holds, without
+    /// markup; comments and processing instructions add nothing.
     DOMString toString() const;
     /// Ends the range's use. INVALID_STATE_ERR when already detached.
     void detach();

@@ -6,6 +6,13 @@
 #include <xercesc/dom/DOMRange.hpp>
 #include <xercesc/dom/DOMRangeException.hpp>
 
+// Internal Xerces-C 3.2 headers, for the document's list of its ranges,
+// which a split of text made here must update as Xerces-C's own split does.
+#include <xercesc/dom/impl/DOMDocumentImpl.hpp>
+#include <xercesc/dom/impl/DOMRangeImpl.hpp>
+
+#include <string>
+
 using namespace xmlutil_detail;
 using xercesc::DOMNode;
 
@@ -29,6 +36,15 @@ struct RangeImpl {
     xercesc::DOMRange* range;
     bool detached = false;
 };
+
+void split_ranges(DOMNode* text, DOMNode* rest, XMLSize_t offset) noexcept
+{
+    auto* doc = static_cast<xercesc::DOMDocumentImpl*>(text->getOwnerDocument());
+    xercesc::Ranges* ranges = doc ? doc->getRanges() : nullptr;
+    const XMLSize_t count = ranges ? ranges->size() : 0;
+    for (XMLSize_t i = 0; i < count; ++i)
+        ranges->elementAt(i)->updateSplitInfo(text, rest, offset);
+}
 
 } // namespace xmlutil_detail
 
@@ -138,6 +154,27 @@ void set_boundary(RangeImpl* range, const DOM_Node& node, bool start, Set&& set)
     range_call([&] { set(*range->range, n); });
     if (moved)
         range->range->collapse(start);
+}
+
+// The classic range selected a text node's characters, not the node.
+// Xerces-C 3.2 does that for every node with character data; the others
+// (CDATA sections, comments, processing instructions) are selected as nodes
+// here, within their parent.
+void select_node(xercesc::DOMRange& range, DOMNode* node)
+{
+    switch (node->getNodeType()) {
+    case DOMNode::TEXT_NODE:
+        range.selectNodeContents(node);
+        break;
+    case DOMNode::CDATA_SECTION_NODE:
+    case DOMNode::COMMENT_NODE:
+    case DOMNode::PROCESSING_INSTRUCTION_NODE:
+        range.setStartBefore(node);
+        range.setEndAfter(node);
+        break;
+    default:
+        range.selectNode(node);
+    }
 }
 
 } // namespace
@@ -308,24 +345,12 @@ void DOM_Range::selectNode(const DOM_Node& node)
 {
     RangeImpl* range = live(fImpl);
     DOMNode* n = boundary_node(node);
-    // The classic range selected a text node's characters, not the node.
-    const bool text = n->getNodeType() == DOMNode::TEXT_NODE;
     DocumentShare* before = range->share;
-    set_boundary(range, node, true, [&](xercesc::DOMRange& r, DOMNode* target) {
-        if (text)
-            r.selectNodeContents(target);
-        else
-            r.selectNode(target);
-    });
+    set_boundary(range, node, true, [](xercesc::DOMRange& r, DOMNode* target) { select_node(r, target); });
     // set_boundary collapses a range that moved to another document; a
     // selection sets both ends, so it is made again there.
     if (range->share != before)
-        range_call([&] {
-            if (text)
-                range->range->selectNodeContents(n);
-            else
-                range->range->selectNode(n);
-        });
+        range_call([&] { select_node(*range->range, n); });
 }
 
 void DOM_Range::selectNodeContents(const DOM_Node& node)
@@ -405,15 +430,72 @@ DOM_Range DOM_Range::cloneRange() const
     return DOM_Range(made);
 }
 
+namespace {
+
+bool is_text(const DOMNode* node) noexcept
+{
+    const short type = node->getNodeType();
+    return type == DOMNode::TEXT_NODE || type == DOMNode::CDATA_SECTION_NODE;
+}
+
+// Document order: the node after `node`, entering its children or not.
+const DOMNode* following(const DOMNode* node, bool enter) noexcept
+{
+    if (enter && node->getFirstChild())
+        return node->getFirstChild();
+    for (; node; node = node->getParentNode()) {
+        if (const DOMNode* sibling = node->getNextSibling())
+            return sibling;
+    }
+    return nullptr;
+}
+
+// The first node at or after the point (container, offset) in document order.
+const DOMNode* node_at(const DOMNode* container, XMLSize_t offset) noexcept
+{
+    const DOMNode* child = container->getFirstChild();
+    for (XMLSize_t i = 0; child && i < offset; ++i)
+        child = child->getNextSibling();
+    return child ? child : following(container, false);
+}
+
+} // namespace
+
+// Only text and CDATA sections count: Xerces-C 3.2 adds the data of
+// comments and processing instructions too.
 DOMString DOM_Range::toString() const
 {
-    RangeImpl* range = live(fImpl);
-    return DOMString(range_call([&] { return range->range->toString(); }));
+    const xercesc::DOMRange* range = live(fImpl)->range;
+    const DOMNode* start = range->getStartContainer();
+    const DOMNode* end = range->getEndContainer();
+    const XMLSize_t startOffset = range->getStartOffset();
+    const XMLSize_t endOffset = range->getEndOffset();
+    std::u16string text;
+    if (start == end && is_text(start)) {
+        const XMLCh* data = start->getNodeValue();
+        text.assign(data + startOffset, endOffset - startOffset);
+        return DOMString(text.c_str(), static_cast<unsigned int>(text.size()));
+    }
+    const DOMNode* node = nullptr;
+    if (is_text(start)) {
+        text.append(start->getNodeValue() + startOffset);
+        node = following(start, false);
+    } else {
+        node = node_at(start, startOffset);
+    }
+    const DOMNode* stop = is_text(end) ? end : node_at(end, endOffset);
+    for (; node && node != stop; node = following(node, true)) {
+        if (is_text(node))
+            text.append(node->getNodeValue());
+    }
+    if (is_text(end))
+        text.append(end->getNodeValue(), endOffset);
+    return DOMString(text.c_str(), static_cast<unsigned int>(text.size()));
 }
 
 void DOM_Range::detach()
 {
-    RangeImpl* range = live(fImpl);
-    range_call([&] { range->range->detach(); });
-    range->detached = true;
+    // Only marked here: Xerces-C's release() detaches, and refuses a range
+    // detached before. The document keeps updating it until then, unseen.
+    live(fImpl)->detached = true;
 }
