@@ -764,6 +764,10 @@ TEST(range, follows_text_edits)
     EXPECT_TRUE(range.toString().equals("YXor"));
     t.world.appendData("!");
     EXPECT_EQ("'YXorld!':0-'YXorld!':4", points(range));
+    // New data as a whole puts points in the text at its start.
+    t.world.setData("ab");
+    EXPECT_EQ("'ab':0-'ab':0", points(range));
+    EXPECT_TRUE(range.toString().equals(""));
 }
 
 TEST(range, follows_node_removal_and_insertion)

@@ -12,6 +12,7 @@
 #include <xercesc/dom/impl/DOMRangeImpl.hpp>
 
 #include <string>
+#include <string_view>
 
 using namespace xmlutil_detail;
 using xercesc::DOMNode;
@@ -470,15 +471,24 @@ DOMString DOM_Range::toString() const
     const DOMNode* end = range->getEndContainer();
     const XMLSize_t startOffset = range->getStartOffset();
     const XMLSize_t endOffset = range->getEndOffset();
+    // The document keeps points within their text; the lengths are checked
+    // all the same, so that a stale offset cannot read past the data.
+    auto data = [](const DOMNode* node) {
+        const XMLCh* value = node->getNodeValue();
+        return value ? std::u16string_view(value) : std::u16string_view();
+    };
     std::u16string text;
     if (start == end && is_text(start)) {
-        const XMLCh* data = start->getNodeValue();
-        text.assign(data + startOffset, endOffset - startOffset);
+        const std::u16string_view all = data(start);
+        if (startOffset < endOffset && startOffset < all.size())
+            text = all.substr(startOffset, endOffset - startOffset);
         return DOMString(text.c_str(), static_cast<unsigned int>(text.size()));
     }
     const DOMNode* node = nullptr;
     if (is_text(start)) {
-        text.append(start->getNodeValue() + startOffset);
+        const std::u16string_view all = data(start);
+        if (startOffset < all.size())
+            text.append(all.substr(startOffset));
         node = following(start, false);
     } else {
         node = node_at(start, startOffset);
@@ -486,10 +496,10 @@ DOMString DOM_Range::toString() const
     const DOMNode* stop = is_text(end) ? end : node_at(end, endOffset);
     for (; node && node != stop; node = following(node, true)) {
         if (is_text(node))
-            text.append(node->getNodeValue());
+            text.append(data(node));
     }
     if (is_text(end))
-        text.append(end->getNodeValue(), endOffset);
+        text.append(data(end).substr(0, endOffset));
     return DOMString(text.c_str(), static_cast<unsigned int>(text.size()));
 }
 
