@@ -887,3 +887,21 @@ TEST(range, ranges_made_and_dropped_go_with_their_document)
     }
     EXPECT_LT(heap_in_use(), baseline + 64 * 1024);
 }
+
+TEST(range, outlives_the_parser_that_built_its_document)
+{
+    DOM_Range range;
+    {
+        DOMParser parser;
+        const std::string text = kDoc;
+        xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(), "mem", false);
+        parser.parse(source);
+        range = parser.getDocument().createRange();
+        range.selectNodeContents(parser.getDocument().getDocumentElement());
+        // The parser lets go of that document at its next parse.
+        parser.parse(source);
+        EXPECT_TRUE(range.toString().equals("Hello bold worldend"));
+    }
+    EXPECT_TRUE(range.toString().equals("Hello bold worldend"));
+    EXPECT_EQ("r", str(range.getStartContainer().getNodeName()));
+}

@@ -798,3 +798,27 @@ TEST(tree_walker, walkers_made_and_dropped_go_with_their_document)
     }
     EXPECT_LT(heap_in_use(), baseline + 64 * 1024);
 }
+
+TEST(tree_walker, filter_gets_handles_and_walker_outlives_the_parser)
+{
+    Recorder recorder;
+    DOM_TreeWalker walker;
+    {
+        DOMParser parser;
+        const std::string text = "<r><a/>t</r>";
+        xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(), "mem", false);
+        parser.parse(source);
+        DOM_Document doc = parser.getDocument();
+        walker = doc.createTreeWalker(doc.getDocumentElement(), DOM_NodeFilter::SHOW_ALL, &recorder, true);
+        parser.reset();
+    }
+    EXPECT_EQ("a #text", walk_forward(walker));
+    // Asked about a, then the text; the last move asks again on its way.
+    ASSERT_LE(2u, recorder.seen.size());
+    EXPECT_EQ("a", name_of(recorder.seen[0]));
+    EXPECT_TRUE(recorder.seen[0].getParentNode() == walker.getRoot());
+    EXPECT_TRUE(recorder.seen[1] == walker.getCurrentNode());
+    walker = 0;
+    // The handles the filter kept hold the document on their own.
+    EXPECT_EQ("r", str(recorder.seen[1].getParentNode().getNodeName()));
+}
