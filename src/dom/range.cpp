@@ -84,13 +84,12 @@ auto range_call(F&& call) -> decltype(call())
     }
 }
 
-// A range call that may change the tree: node lists and the lookup cache
-// must see a new stamp.
+// A range call that may change the tree, through the one function that
+// tells node lists and the lookup cache so.
 template <class F>
 auto range_change(RangeImpl* range, F&& call) -> decltype(call())
 {
-    ++range->share->changes;
-    return range_call(std::forward<F>(call));
+    return change_structure(range->share, [&] { return range_call(std::forward<F>(call)); });
 }
 
 // The range of a handle for a call that needs a live one.
