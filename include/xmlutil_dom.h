@@ -56,6 +56,9 @@ struct DocumentCount {
     std::size_t refs = 0;
 };
 struct NodeListImpl;
+struct NodeIteratorImpl;
+struct TreeWalkerImpl;
+struct RangeImpl;
 struct HandleAccess;
 struct StringHandle;
 struct StringAccess;
@@ -68,10 +71,15 @@ class DOM_NullPtr;
 
 class DOM_Attr;
 class DOM_Document;
+class DOM_DocumentFragment;
 class DOM_DocumentType;
 class DOM_Element;
 class DOM_NamedNodeMap;
+class DOM_NodeFilter;
+class DOM_NodeIterator;
 class DOM_NodeList;
+class DOM_Range;
+class DOM_TreeWalker;
 
 /// 16-bit string of the classic DOM, shared by reference: a DOMString is
 /// one pointer to a counted handle {length, counted character buffer}, and
@@ -297,6 +305,32 @@ public:
     ExceptionCode code;
     /// The message: Xerces-C's text for the code, when the DOM raised it.
     DOMString msg;
+};
+
+/// Exception of ranges: a boundary point a range cannot take. Its own code
+/// hides the inherited one; both hold the same number, so a handler that
+/// catches DOM_DOMException sees 1 or 2 there.
+class XMLUTIL_API DOM_RangeException : public DOM_DOMException {
+public:
+    /// What went wrong.
+    enum RangeExceptionCode {
+        BAD_BOUNDARYPOINTS_ERR = 1, ///< The range partially selects a node other than text
+        INVALID_NODE_TYPE_ERR = 2   ///< A boundary in or around a node that cannot hold one
+    };
+
+    /// Both codes 0 and the null message.
+    DOM_RangeException();
+    /// Both codes set to `rangeCode`, and the message.
+    DOM_RangeException(RangeExceptionCode rangeCode, const DOMString& message);
+    /// Same codes and message.
+    DOM_RangeException(const DOM_RangeException& other);
+    /// Takes over `other`'s codes and message.
+    DOM_RangeException& operator=(const DOM_RangeException& other);
+    /// Releases the message.
+    virtual ~DOM_RangeException();
+
+    /// What went wrong.
+    RangeExceptionCode code;
 };
 
 /// Handle to any node. A default-made handle is the null node. Copies refer
@@ -560,6 +594,13 @@ class XMLUTIL_API DOM_EntityReference : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_EntityReference, DOM_Node)
 };
 
+// ---- document fragment, as ranges hand it out ----
+/// Handle to a document fragment: a parentless node that holds a forest.
+class XMLUTIL_API DOM_DocumentFragment : public DOM_Node {
+    XMLUTIL_DOM_DERIVED_HANDLE(DOM_DocumentFragment, DOM_Node)
+};
+// ---- end of document fragment ----
+
 /// Handle to the document type declaration of a parsed document.
 class XMLUTIL_API DOM_DocumentType : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_DocumentType, DOM_Node)
@@ -651,6 +692,23 @@ class XMLUTIL_API DOM_Document : public DOM_Node {
     DOM_Attr createAttribute(const DOMString& name);
     /// See DOM_Element::getElementsByTagName.
     DOM_NodeList getElementsByTagName(const DOMString& name) const;
+
+    // ---- traversal and range ----
+    /// An iterator over `root` and its descendants in document order, showing
+    /// the node types whose bit (1 << (type - 1)) is set in `whatToShow`
+    /// (DOM_NodeFilter::SHOW_ALL: every type) and accepted by `filter`, which
+    /// may be null and stays the caller's; it must outlive the iterator.
+    /// `entityReferenceExpansion` false keeps the iterator out of entity
+    /// references. The iterator keeps root's document alive. A null `root`
+    /// gives an iterator that finds nothing.
+    DOM_NodeIterator createNodeIterator(DOM_Node root, unsigned long whatToShow, DOM_NodeFilter* filter,
+                                        bool entityReferenceExpansion);
+    /// A walker over `root`'s subtree, starting at `root`, with the same view
+    /// as createNodeIterator gives.
+    DOM_TreeWalker createTreeWalker(DOM_Node root, unsigned long whatToShow, DOM_NodeFilter* filter,
+                                    bool entityReferenceExpansion);
+    /// A new range collapsed at (this document, 0); it keeps the document alive.
+    DOM_Range createRange();
 };
 
 #undef XMLUTIL_DOM_DERIVED_HANDLE
@@ -734,6 +792,277 @@ private:
     XERCES_CPP_NAMESPACE::DOMNamedNodeMap* fImpl;
     xmlutil_detail::DocumentCount* fShare;
     friend struct xmlutil_detail::HandleAccess;
+};
+
+// ---- traversal and range ----
+
+/// Decides which nodes an iterator or a walker shows. Derive from it and
+/// override acceptNode; the filter stays yours and must outlive the iterators
+/// and walkers made with it. Filters cannot be copied or compared.
+class XMLUTIL_API DOM_NodeFilter {
+public:
+    /// What acceptNode answers.
+    enum FilterAction {
+        FILTER_ACCEPT = 1, ///< Show the node
+        FILTER_REJECT = 2, ///< Hide the node; a walker hides its subtree too, an iterator only the node
+        FILTER_SKIP = 3    ///< Hide the node but not its children
+    };
+    /// Bits of the node types to show: a node of type t is shown when bit
+    /// (t - 1) is set.
+    enum ShowType {
+        SHOW_ALL = 0x0000FFFF, ///< Every node type (the classic value, not 0xFFFFFFFF)
+        SHOW_ELEMENT = 0x00000001,
+        SHOW_ATTRIBUTE = 0x00000002,
+        SHOW_TEXT = 0x00000004,
+        SHOW_CDATA_SECTION = 0x00000008,
+        SHOW_ENTITY_REFERENCE = 0x00000010,
+        SHOW_ENTITY = 0x00000020,
+        SHOW_PROCESSING_INSTRUCTION = 0x00000040,
+        SHOW_COMMENT = 0x00000080,
+        SHOW_DOCUMENT = 0x00000100,
+        SHOW_DOCUMENT_TYPE = 0x00000200,
+        SHOW_DOCUMENT_FRAGMENT = 0x00000400,
+        SHOW_NOTATION = 0x00000800
+    };
+
+    /// A filter.
+    DOM_NodeFilter();
+    /// Ends the filter.
+    virtual ~DOM_NodeFilter();
+    /// FILTER_ACCEPT, FILTER_REJECT or FILTER_SKIP for `node`, which the
+    /// view's node types already let through; any other answer counts as
+    /// FILTER_SKIP. Exceptions pass through to the navigation call.
+    virtual short acceptNode(const DOM_Node& node) const = 0;
+
+private:
+    DOM_NodeFilter(const DOM_NodeFilter&) = delete;
+    DOM_NodeFilter& operator=(const DOM_NodeFilter&) = delete;
+    bool operator==(const DOM_NodeFilter&) const = delete;
+    bool operator!=(const DOM_NodeFilter&) const = delete;
+};
+
+/// Handle to an iterator made by DOM_Document::createNodeIterator: a position
+/// in the document-order list of the nodes it shows. Copies share the
+/// iterator; a default-made one is null. The iterator follows nodes removed
+/// from the tree, and keeps its root's document alive until the last handle
+/// goes.
+class XMLUTIL_API DOM_NodeIterator {
+public:
+    /// The null iterator.
+    DOM_NodeIterator() noexcept : fImpl(nullptr) {}
+    /// Another handle on the same iterator.
+    DOM_NodeIterator(const DOM_NodeIterator& other) noexcept;
+    /// Lets go of the iterator; the last handle releases it.
+    ~DOM_NodeIterator();
+    /// Refers to `other`'s iterator from now on.
+    DOM_NodeIterator& operator=(const DOM_NodeIterator& other) noexcept;
+    /// `it = 0` makes the null iterator.
+    DOM_NodeIterator& operator=(const DOM_NullPtr*) noexcept;
+
+    /// Same iterator (two null iterators are equal).
+    bool operator==(const DOM_NodeIterator& other) const noexcept { return fImpl == other.fImpl; }
+    /// Not the same iterator.
+    bool operator!=(const DOM_NodeIterator& other) const noexcept { return fImpl != other.fImpl; }
+    /// `it == 0` tests for the null iterator.
+    bool operator==(const DOM_NullPtr*) const noexcept { return fImpl == nullptr; }
+    /// `it != 0` tests for an iterator.
+    bool operator!=(const DOM_NullPtr*) const noexcept { return fImpl != nullptr; }
+
+    /// The root it was made with; the null node for the null iterator.
+    DOM_Node getRoot();
+    /// The whatToShow it was made with, as given; 0 for the null iterator.
+    unsigned long getWhatToShow();
+    /// The filter it was made with, or null.
+    DOM_NodeFilter* getFilter();
+    /// Whether it enters entity references; false for the null iterator.
+    bool getExpandEntityReferences();
+    /// The next node shown, or the null node past the end; the first call
+    /// answers the first node, which may be the root. INVALID_STATE_ERR after
+    /// detach() and on the null iterator.
+    DOM_Node nextNode();
+    /// The node before, or the null node before the start. See nextNode.
+    DOM_Node previousNode();
+    /// Ends the iterator's use: nextNode and previousNode throw from now on.
+    /// Again: nothing. INVALID_STATE_ERR on the null iterator.
+    void detach();
+
+private:
+    explicit DOM_NodeIterator(xmlutil_detail::NodeIteratorImpl* impl) noexcept;
+    xmlutil_detail::NodeIteratorImpl* fImpl;
+    friend class DOM_Document;
+};
+
+/// Handle to a walker made by DOM_Document::createTreeWalker: a current node
+/// that moves through the nodes it shows. Copies share the walker; a
+/// default-made one is null. It keeps its root's document, and that of a
+/// current node set from another document, alive.
+class XMLUTIL_API DOM_TreeWalker {
+public:
+    /// The null walker.
+    DOM_TreeWalker() noexcept : fImpl(nullptr) {}
+    /// Another handle on the same walker.
+    DOM_TreeWalker(const DOM_TreeWalker& other) noexcept;
+    /// Lets go of the walker; the last handle releases it.
+    ~DOM_TreeWalker();
+    /// Refers to `other`'s walker from now on.
+    DOM_TreeWalker& operator=(const DOM_TreeWalker& other) noexcept;
+    /// `walker = 0` makes the null walker.
+    DOM_TreeWalker& operator=(const DOM_NullPtr*) noexcept;
+
+    /// Same walker (two null walkers are equal).
+    bool operator==(const DOM_TreeWalker& other) const noexcept { return fImpl == other.fImpl; }
+    /// Not the same walker.
+    bool operator!=(const DOM_TreeWalker& other) const noexcept { return fImpl != other.fImpl; }
+    /// `walker == 0` tests for the null walker.
+    bool operator==(const DOM_NullPtr*) const noexcept { return fImpl == nullptr; }
+    /// `walker != 0` tests for a walker.
+    bool operator!=(const DOM_NullPtr*) const noexcept { return fImpl != nullptr; }
+
+    /// The root it was made with; the null node for the null walker.
+    DOM_Node getRoot();
+    /// The whatToShow it was made with, as given; 0 for the null walker.
+    unsigned long getWhatToShow();
+    /// The filter it was made with, or null.
+    DOM_NodeFilter* getFilter();
+    /// Whether it enters entity references; false for the null walker.
+    bool getExpandEntityReferences();
+    /// The current node: the root at first; null after setCurrentNode(null).
+    DOM_Node getCurrentNode();
+    /// Moves to `currentNode`, shown or not, in this tree or not; the null
+    /// node is taken too, and then every move answers the null node.
+    /// INVALID_STATE_ERR on the null walker.
+    void setCurrentNode(DOM_Node currentNode);
+    /// Moves to the nearest shown ancestor up to the root and answers it; the
+    /// null node, without moving, when there is none. The moves below all
+    /// answer the null node and stay where they are when there is nowhere to
+    /// go, and throw INVALID_STATE_ERR on the null walker.
+    DOM_Node parentNode();
+    /// Moves to the first shown child.
+    DOM_Node firstChild();
+    /// Moves to the last shown child.
+    DOM_Node lastChild();
+    /// Moves to the previous shown sibling.
+    DOM_Node previousSibling();
+    /// Moves to the next shown sibling.
+    DOM_Node nextSibling();
+    /// Moves to the previous shown node in document order within the root.
+    DOM_Node previousNode();
+    /// Moves to the next shown node in document order within the root.
+    DOM_Node nextNode();
+
+private:
+    explicit DOM_TreeWalker(xmlutil_detail::TreeWalkerImpl* impl) noexcept;
+    xmlutil_detail::TreeWalkerImpl* fImpl;
+    friend class DOM_Document;
+};
+
+/// Handle to a range: the stretch of a document between two boundary points
+/// (container, offset). Copies share the range; a default-made one is null.
+/// A range keeps its document alive, and follows edits of the tree and of
+/// text. The null range behaves as a detached one.
+class XMLUTIL_API DOM_Range {
+public:
+    /// Which boundary points compareBoundaryPoints compares.
+    enum CompareHow {
+        START_TO_START = 0, ///< This start with the other's start
+        START_TO_END = 1,   ///< This end with the other's start
+        END_TO_END = 2,     ///< This end with the other's end
+        END_TO_START = 3    ///< This start with the other's end
+    };
+
+    /// The null range.
+    DOM_Range() noexcept : fImpl(nullptr) {}
+    /// Another handle on the same range.
+    DOM_Range(const DOM_Range& other) noexcept;
+    /// Lets go of the range; the last handle releases it.
+    ~DOM_Range();
+    /// Refers to `other`'s range from now on.
+    DOM_Range& operator=(const DOM_Range& other) noexcept;
+    /// `range = 0` makes the null range.
+    DOM_Range& operator=(const DOM_NullPtr*) noexcept;
+
+    /// Same range (two null ranges are equal).
+    bool operator==(const DOM_Range& other) const noexcept { return fImpl == other.fImpl; }
+    /// Not the same range.
+    bool operator!=(const DOM_Range& other) const noexcept { return fImpl != other.fImpl; }
+    /// `range == 0` tests for the null range.
+    bool operator==(const DOM_NullPtr*) const noexcept { return fImpl == nullptr; }
+    /// `range != 0` tests for a range.
+    bool operator!=(const DOM_NullPtr*) const noexcept { return fImpl != nullptr; }
+
+    /// The start's container; the null node once detached.
+    DOM_Node getStartContainer() const;
+    /// The start's offset: characters in text, comments and processing
+    /// instructions, children elsewhere; 0 once detached.
+    unsigned int getStartOffset() const;
+    /// The end's container; the null node once detached.
+    DOM_Node getEndContainer() const;
+    /// The end's offset; 0 once detached.
+    unsigned int getEndOffset() const;
+    /// True when start and end are the same point. INVALID_STATE_ERR once
+    /// detached, as for every member below.
+    bool getCollapsed() const;
+    /// The deepest node that contains both boundary points.
+    const DOM_Node getCommonAncestorContainer() const;
+
+    /// Sets the start; past the end, the range collapses there. INDEX_SIZE_ERR
+    /// for an offset past the container's length; DOM_RangeException
+    /// INVALID_NODE_TYPE_ERR in or below an entity, notation or document type
+    /// and for the null node. A container of another document moves the
+    /// range there, collapsed at this point.
+    void setStart(const DOM_Node& parent, unsigned int offset);
+    /// Sets the end; before the start, the range collapses there. See setStart.
+    void setEnd(const DOM_Node& parent, unsigned int offset);
+    /// Starts the range just before `refNode`. DOM_RangeException
+    /// INVALID_NODE_TYPE_ERR when the node is a document, fragment,
+    /// attribute, entity or notation, or has no parent.
+    void setStartBefore(const DOM_Node& refNode);
+    /// Starts the range just after `refNode`. See setStartBefore.
+    void setStartAfter(const DOM_Node& refNode);
+    /// Ends the range just before `refNode`. See setStartBefore.
+    void setEndBefore(const DOM_Node& refNode);
+    /// Ends the range just after `refNode`. See setStartBefore.
+    void setEndAfter(const DOM_Node& refNode);
+    /// Moves the end to the start (true) or the start to the end (false).
+    void collapse(bool toStart);
+    /// Selects `node` within its parent; a text node selects its characters
+    /// (0 to its length) instead, as the classic range did. CDATA sections,
+    /// comments and processing instructions are selected as nodes.
+    void selectNode(const DOM_Node& node);
+    /// Selects the contents of `node`: its characters or its children.
+    void selectNodeContents(const DOM_Node& node);
+    /// -1, 0 or 1 as the boundary point of this range that `how` names comes
+    /// before, at or after that of `range`. WRONG_DOCUMENT_ERR for ranges of
+    /// two documents; INVALID_STATE_ERR when either is detached or null.
+    short compareBoundaryPoints(CompareHow how, const DOM_Range& range) const;
+    /// Removes what the range holds; partly held text keeps its other part.
+    /// The range collapses. NO_MODIFICATION_ALLOWED_ERR inside read-only nodes.
+    void deleteContents();
+    /// Moves what the range holds into a new fragment and answers it.
+    DOM_DocumentFragment extractContents();
+    /// A copy of what the range holds, in a new fragment.
+    DOM_DocumentFragment cloneContents() const;
+    /// Inserts `node` at the start, splitting a text container; the null node
+    /// does nothing. HIERARCHY_REQUEST_ERR for an ancestor of the start,
+    /// WRONG_DOCUMENT_ERR for a node of another document, DOM_RangeException
+    /// INVALID_NODE_TYPE_ERR for an attribute, entity, notation or document.
+    void insertNode(DOM_Node& node);
+    /// Moves the contents into `node`, puts `node` where they were and
+    /// selects it; the null node does nothing. DOM_RangeException
+    /// BAD_BOUNDARYPOINTS_ERR when the range partly holds a node other than text.
+    void surroundContents(DOM_Node& node);
+    /// A new range with the same boundary points.
+    DOM_Range cloneRange() const;
+    /// The characters of the text and CDATA sections the range holds, without
+    /// markup; comments and processing instructions add nothing.
+    DOMString toString() const;
+    /// Ends the range's use. INVALID_STATE_ERR when already detached.
+    void detach();
+
+private:
+    explicit DOM_Range(xmlutil_detail::RangeImpl* impl) noexcept;
+    xmlutil_detail::RangeImpl* fImpl;
+    friend class DOM_Document;
 };
 
 /// Makes documents. A default-made handle works as well as getImplementation().

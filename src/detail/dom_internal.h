@@ -346,6 +346,11 @@ auto change_structure(DocumentCount* count, F&& change) -> decltype(change())
     return translate_dom_errors(std::forward<F>(change));
 }
 
+// After `text` was split at `offset` into itself and `rest` (before its data
+// is cut): the boundaries of the document's ranges past `offset` move into
+// `rest`, as they do in Xerces-C's own splitText.
+void split_ranges(xercesc::DOMNode* text, xercesc::DOMNode* rest, XMLSize_t offset) noexcept;
+
 // Access to the inside of handles for the library's own code.
 struct HandleAccess {
     static xercesc::DOMNode* node(const DOM_Node& handle) noexcept { return handle.fImpl; }

@@ -501,6 +501,7 @@ DOM_Text DOM_Text::splitText(unsigned int offset)
         const XMLSize_t length = text->getLength();
         const std::u16string tail(text->getData() + offset, length - offset);
         DOMNode* made = text->getOwnerDocument()->createTextNode(tail.c_str());
+        split_ranges(text, made, offset);
         text->deleteData(offset, length - offset);
         if (DOMNode* parent = text->getParentNode())
             parent->insertBefore(made, text->getNextSibling());
