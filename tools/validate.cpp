@@ -664,6 +664,7 @@ int run_validate_command(int argc, char** argv)
             // The given schema only, none that the document names.
             reader->setFeature(XMLUni::fgXercesLoadSchema, false);
             reader->setFeature(XMLUni::fgXercesUseCachedGrammarInParse, true);
+            reader->setFeature(XMLUni::fgXercesSkipDTDValidation, true);
         }
         if (dtd) {
             // A DTD is not taken from a cache for a document without a
