@@ -741,6 +741,70 @@ Xerces-C $XMLUTIL_XERCES_VERSION ($library)
     expect 2 "" $'xmlutil: unexpected argument \'now\' (usage: xmlutil --version)\n'
 }
 
+# ---- manual page and completion ------------------------------------------------------
+
+# The page built beside the tool renders without a warning, and each command's
+# section reads exactly as its help.
+case_manpage_matches_help() {
+    local page command
+    page=$(dirname "$tool")/xmlutil.1
+    [ -f "$page" ] || { fail "no manual page at $page"; return; }
+    groff -man -Tutf8 -ww -z "$page" 2> groff.err || fail "groff failed"
+    [ ! -s groff.err ] || fail "groff warns: $(cat groff.err)"
+    groff -man -Tascii -P-cbou -rLL=200n "$page" 2>/dev/null > page.txt
+    grep -q '^XMLUTIL(1) ' page.txt || fail "no XMLUTIL(1) header"
+    for section in NAME SYNOPSIS DESCRIPTION COMMANDS "SEE ALSO"; do
+        grep -qx "$section" page.txt || fail "no section $section"
+    done
+    for command in $("$tool" --help | sed -n '/^Commands:/,/^$/s/^  \([a-z0-9]*\) .*/\1/p'); do
+        [ "$command" = help ] && continue
+        "$tool" help "$command" > want.txt
+        awk -v c="   $command" '
+            $0 == c { on = 1; next }
+            on && (/^   [a-z]/ || /^[A-Z]/) { exit }
+            on { print }' page.txt | sed 's/^       //' > got.txt
+        # the empty line before the next heading is the page's own
+        sed -i '$ { /^$/d }' got.txt
+        cmp -s want.txt got.txt || { fail "section $command differs from its help"; show_diff want.txt got.txt; }
+    done
+}
+
+# complete_words WORD...: COMPREPLY for the last WORD, as bash completes it.
+complete_words() {
+    COMP_WORDS=(xmlutil "$@")
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    COMP_LINE="${COMP_WORDS[*]}"
+    COMP_POINT=${#COMP_LINE}
+    COMPREPLY=()
+    _xmlutil xmlutil "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
+    printf '%s\n' "${COMPREPLY[@]}" | sort
+}
+
+case_completion_bash() {
+    # shellcheck source=../completion/xmlutil.bash
+    source "$(dirname "${BASH_SOURCE[0]}")/../completion/xmlutil.bash"
+    last="bash completion"
+    mkdir -p conf/grammar
+    touch conf/grammar/a.dtd conf/grammar/b.xsd conf/grammar/c.xml
+    [ "$(complete_words '')" = "$(printf '%s\n' add base64 delete format get help list set validate)" ] ||
+        fail "commands: $(complete_words '' | tr '\n' ' ')"
+    [ "$(complete_words va)" = "validate" ] || fail "va: $(complete_words va)"
+    [ "$(complete_words --)" = "$(printf '%s\n' --help --version)" ] || fail "--: $(complete_words --)"
+    [ "$(complete_words get --)" = "$(printf '%s\n' --all --default --help)" ] || fail "get --: $(complete_words get --)"
+    [ "$(complete_words set -)" = "$(printf '%s\n' --dry-run --help -N -o)" ] || fail "set -: $(complete_words set -)"
+    [ "$(complete_words validate x --)" = "$(printf '%s\n' --dtd --help --xsd)" ] || fail "validate --"
+    [ "$(complete_words validate conf/config.xml --dtd conf/grammar/)" = "conf/grammar/a.dtd" ] ||
+        fail "--dtd: $(complete_words validate conf/config.xml --dtd conf/grammar/)"
+    [ "$(complete_words validate conf/config.xml --xsd conf/grammar/)" = "conf/grammar/b.xsd" ] ||
+        fail "--xsd: $(complete_words validate conf/config.xml --xsd conf/grammar/)"
+    [ "$(complete_words get conf/con)" = "conf/config.xml" ] || fail "FILE: $(complete_words get conf/con)"
+    [ "$(complete_words get -N p=urn:x conf/con)" = "conf/config.xml" ] || fail "FILE after -N"
+    [ -z "$(complete_words get conf/config.xml conf/con)" ] || fail "PATH completed as a file"
+    [ "$(complete_words base64 '')" = "$(printf '%s\n' decode encode)" ] || fail "base64"
+    [ -z "$(complete_words base64 encode '')" ] || fail "base64 encode ..."
+    [ "$(complete_words help f)" = "format" ] || fail "help f: $(complete_words help f)"
+}
+
 # ---- usage errors -----------------------------------------------------------------
 
 case_usage_no_command() {
