@@ -661,6 +661,31 @@ case_validate_reads_only_beside_the_document() {
     expect 1 "conf/missing.xml:1:34: cannot read '$work/conf/missing.dtd': No such file or directory"$'\n' ""
 }
 
+# A schema that the document names is read under the same rule as a DTD.
+case_validate_schema_only_beside_the_document() {
+    mkdir other
+    cp "$data/validate/note.xsd" other/
+    printf '<note xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:noNamespaceSchemaLocation="../other/note.xsd" id="a"><to/><body/></note>\n' > conf/xsd-outside.xml
+    run validate conf/xsd-outside.xml
+    expect 1 "conf/xsd-outside.xml:1:118: refusing to read '$work/conf/../other/note.xsd': outside the folders of the document and the grammar"$'\n' ""
+    run validate conf/xsd-outside.xml --xsd other/note.xsd
+    expect 0 "" ""
+}
+
+# A "billion laughs" ends at the library's limit of entity expansions, fast.
+case_validate_entity_expansion_limit() {
+    local i
+    {
+        printf '<?xml version="1.0"?>\n<!DOCTYPE r [\n<!ELEMENT r (#PCDATA)>\n<!ENTITY l0 "lol">\n'
+        for i in 1 2 3 4 5 6 7 8 9; do
+            printf '<!ENTITY l%d "%s">\n' "$i" "$(printf "&l$((i - 1));%.0s" 1 2 3 4 5 6 7 8 9 10)"
+        done
+        printf ']>\n<r>&l9;</r>\n'
+    } > conf/laughs.xml
+    run_bounded 20 validate conf/laughs.xml
+    expect 1 "conf/laughs.xml:15:8: parser has encountered more than '100000' entity expansions in the document; this is the limit imposed by the application"$'\n' ""
+}
+
 case_validate_no_network() {
     local url
     for url in "http://127.0.0.1:9/r.dtd" "HTTPS://127.0.0.1:9/r.dtd" "ftp://127.0.0.1:9/r.dtd" "file://127.0.0.1:9/r.dtd"; do
