@@ -291,8 +291,9 @@ public:
         if (stat(real.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
             refuse("cannot read '" + path + "': not a regular file");
         }
-        // Named as the reference resolved, so that reports show that path.
-        return new LocalFileInputSource(from_utf8(path).c_str());
+        // The checked file itself, not the name that led to it, which a
+        // symbolic link changed meanwhile could point elsewhere.
+        return new LocalFileInputSource(from_utf8(real).c_str());
     }
 
 private:
