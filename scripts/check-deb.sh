@@ -56,6 +56,11 @@ for file in \
     grep -qx "$file" "$work/files" || fail "the package lacks /$file"
 done
 
+# The API reference goes in once it was built (`--target docs`).
+if [ -f "$build/docs/html/index.html" ]; then
+    grep -qx usr/share/doc/xmlutil/html/index.html "$work/files" || fail "the package lacks the API reference"
+fi
+
 depends=$(dpkg-deb -f "$deb" Depends)
 [[ ", $depends," == *", libxerces-c3.2"[,\ ]* ]] || fail "Depends has no libxerces-c3.2: $depends"
 [ "$(dpkg-deb -f "$deb" Package)" = xmlutil ] || fail "package name"
