@@ -621,7 +621,8 @@ int run_validate_command(int argc, char** argv)
     report_names names;
     names.document_id = from_stdin ? current_folder() + "/-" : absolute(args.file);
     names.document_label = args.file;
-    names.grammar_id = args.grammar.empty() ? std::string() : absolute(args.grammar);
+    // As the resolver names the files it opens: by their real paths.
+    names.grammar_id = args.grammar.empty() ? std::string() : real_path(absolute(args.grammar));
     names.grammar_label = args.grammar;
     std::vector<std::string> folders{real_path(folder_of(names.document_id))};
     if (!args.grammar.empty()) {
@@ -649,19 +650,18 @@ int run_validate_command(int argc, char** argv)
     reader->setFeature(XMLUni::fgXercesSchemaFullChecking, !dtd);
     const std::string& label = args.file;
     try {
-        if (!args.grammar.empty()) {
-            // Read first, so that an error in the grammar is told as such.
+        if (schema) {
+            // Read first, so that an error in the schema is told as such.
+            // (A DTD is read with the document: loading one as a grammar
+            // loses a declaration in Xerces-C 3.2.4.)
             names.grammar_phase = true;
-            const Grammar* grammar = reader->loadGrammar(names.grammar_id.c_str(), args.type, schema);
+            const Grammar* grammar = reader->loadGrammar(names.grammar_id.c_str(), args.type, true);
             if (grammar == nullptr || handler.any_error()) {
                 write_out(report_lines(handler.reports, names));
-                throw command_failure{exit_io, args.grammar + ": not a usable " +
-                                                   std::string(schema ? "XML Schema" : "DTD")};
+                throw command_failure{exit_io, args.grammar + ": not a usable XML Schema"};
             }
             handler.reports.clear();
             names.grammar_phase = false;
-        }
-        if (schema) {
             // The given schema only, none that the document names.
             reader->setFeature(XMLUni::fgXercesLoadSchema, false);
             reader->setFeature(XMLUni::fgXercesUseCachedGrammarInParse, true);
@@ -698,6 +698,13 @@ int run_validate_command(int argc, char** argv)
     }
 
     write_out(report_lines(handler.reports, names));
+    if (dtd) {
+        for (const report& r : handler.reports) {
+            if (r.kind[0] != 'w' && r.system_id == names.grammar_id) {
+                throw command_failure{exit_io, args.grammar + ": not a usable DTD"};
+            }
+        }
+    }
     if (handler.any_error()) {
         return exit_negative;
     }
