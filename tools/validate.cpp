@@ -71,7 +71,9 @@ against: validate says so on standard error and exits with 2.
 DTDs, entities and schemas are read only from the folder of FILE and its
 subfolders, and from the folder of DTDFILE or XSDFILE; anything else, and any
 http, https or ftp address, is refused with an error. FILE "-" is standard
-input, read up to 1 GiB; its folder is then the current one.
+input, read up to 1 GiB; its folder is then the current one. A pipe or a
+device as FILE is read once, up to 1 GiB, too. DTDFILE and XSDFILE must be
+regular files.
 
 Exit status: 0 valid (also with warnings), 1 invalid or not well-formed,
 2 usage error or no grammar to validate against, 3 FILE or the grammar file
@@ -135,19 +137,27 @@ std::string real_path(const std::string& path)
     return realpath(path.c_str(), buffer) != nullptr ? std::string(buffer) : std::string();
 }
 
-// A file that the parser will read: it must open, and not be a folder.
-void check_readable(const std::string& name)
+// Opens a file that the parser will read: it must open, and not be a folder.
+// True for a regular file, which is closed again; a pipe or a device is read
+// through the descriptor left in `fd`, as it can be read only once.
+// `blocking` false: a pipe without a writer is no hang (nor ever read).
+bool open_readable(const std::string& name, bool blocking, int& fd)
 {
-    const int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    fd = open(name.c_str(), O_RDONLY | O_CLOEXEC | (blocking ? 0 : O_NONBLOCK));
     if (fd < 0) {
         throw command_failure{exit_io, name + ": " + std::strerror(errno)};
     }
     struct stat st;
-    const bool folder = fstat(fd, &st) == 0 && S_ISDIR(st.st_mode);
-    close(fd);
-    if (folder) {
+    const bool known = fstat(fd, &st) == 0;
+    const bool regular = known && S_ISREG(st.st_mode);
+    if (regular || (known && S_ISDIR(st.st_mode)) || !blocking) {
+        close(fd);
+        fd = -1;
+    }
+    if (known && S_ISDIR(st.st_mode)) {
         throw command_failure{exit_io, name + ": " + std::strerror(EISDIR)};
     }
+    return regular;
 }
 
 // Undoes the %XX escapes of a file URL's path.
@@ -368,9 +378,12 @@ std::string read_stdin()
     }
 }
 
-std::string read_file(const std::string& name)
+// Reads all of `fd`, or of the file `name` when `fd` is -1; closes it.
+std::string read_file(const std::string& name, int fd)
 {
-    const int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    }
     if (fd < 0) {
         throw command_failure{exit_io, name + ": " + std::strerror(errno)};
     }
@@ -605,16 +618,21 @@ int run_validate_command(int argc, char** argv)
     const bool dtd = !args.grammar.empty() && args.type == Grammar::DTDGrammarType;
     const bool schema = !args.grammar.empty() && args.type == Grammar::SchemaGrammarType;
     std::string bytes;
+    bool in_memory = true;
     if (from_stdin) {
         bytes = read_stdin();
     } else {
-        check_readable(args.file);
-        if (dtd) {
-            bytes = read_file(args.file);
+        int fd = -1;
+        const bool regular = open_readable(args.file, true, fd);
+        in_memory = dtd || !regular;
+        if (in_memory) {
+            bytes = read_file(args.file, fd);
         }
     }
-    if (!args.grammar.empty()) {
-        check_readable(args.grammar);
+    int grammar_fd = -1;
+    if (!args.grammar.empty() && !open_readable(args.grammar, false, grammar_fd)) {
+        // Its folder, and its own relative references, need a file.
+        throw command_failure{exit_io, args.grammar + ": not a regular file"};
     }
 
     XMLPlatformUtils::Initialize();
@@ -682,7 +700,7 @@ int run_validate_command(int argc, char** argv)
                 names.inserted_length = length;
             }
         }
-        if (from_stdin || dtd) {
+        if (in_memory) {
             const std::basic_string<XMLCh> id = from_utf8(names.document_id);
             MemBufInputSource source(reinterpret_cast<const XMLByte*>(bytes.data()), bytes.size(), id.c_str());
             reader->parse(source);

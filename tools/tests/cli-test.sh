@@ -714,6 +714,22 @@ case_validate_unreadable() {
         $'xmlutil: conf/note.dtd: not a usable XML Schema\n'
 }
 
+# A pipe is read once, a writer or not yet; a grammar has to be a file.
+case_validate_pipe() {
+    validate_files
+    mkfifo conf/pipe.xml
+    cat conf/bad.xml > conf/pipe.xml &
+    run_bounded 20 validate conf/pipe.xml
+    wait
+    expect 1 "conf/pipe.xml:3:7: missing required attribute 'id'
+conf/pipe.xml:6:7: no declaration found for element 'x'
+conf/pipe.xml:7:8: element 'body' is not allowed for content model '(to,body)'
+" ""
+    mkfifo conf/pipe.dtd
+    run_bounded 20 validate conf/plain.xml --dtd conf/pipe.dtd
+    expect 3 "" $'xmlutil: conf/pipe.dtd: not a regular file\n'
+}
+
 case_validate_usage() {
     validate_files
     local usage='(usage: xmlutil validate FILE [--dtd DTDFILE | --xsd XSDFILE])'
