@@ -15,7 +15,8 @@ set(XMLUTIL_DOCS_INPUTS
     ${CMAKE_CURRENT_SOURCE_DIR}/include/xmlutil.h
     ${CMAKE_CURRENT_SOURCE_DIR}/include/xmlutil_dom.h
     ${CMAKE_CURRENT_SOURCE_DIR}/docs/guide.md
-    ${CMAKE_CURRENT_SOURCE_DIR}/docs/classic-dom.md)
+    ${CMAKE_CURRENT_SOURCE_DIR}/docs/classic-dom.md
+    ${CMAKE_CURRENT_SOURCE_DIR}/docs/doxygen-links.sed)
 
 # A stamp file, so that the reference is rebuilt only when an input changed;
 # it is written only after doxygen succeeded.
@@ -29,3 +30,17 @@ add_custom_command(
     COMMENT "Writing the API reference to ${XMLUTIL_DOCS_OUTPUT}/html"
     VERBATIM)
 add_custom_target(docs DEPENDS ${XMLUTIL_DOCS_OUTPUT}/html.stamp)
+
+# Installed with the rest once built: `cmake --build <dir> --target docs`
+# before `cmake --install` (or cpack) puts it in share/doc/xmlutil/html.
+install(DIRECTORY ${XMLUTIL_DOCS_OUTPUT}/html/
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}/html
+    OPTIONAL
+    COMPONENT Documentation)
+
+if(XMLUTIL_BUILD_TESTS)
+    # Builds the reference and follows every link in it to a file of it.
+    add_test(NAME api_reference_links
+        COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check-doc-links.sh ${CMAKE_BINARY_DIR} ${XMLUTIL_DOCS_OUTPUT}/html)
+    set_tests_properties(api_reference_links PROPERTIES TIMEOUT 600 RUN_SERIAL ON)
+endif()

@@ -478,6 +478,7 @@ public:
     /// A new facade standing on the current child; empty at the end.
     cXML_Utility operator*();
     /// Always null: use operator*.
+    [[deprecated("always returns null: write (*it).ReadNodeData(...) instead of it->ReadNodeData(...)")]]
     cXML_Utility* operator->();
     /// True when past the last child (also for an empty iterator).
     bool end() const;

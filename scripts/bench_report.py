@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Turns the Google Benchmark JSON files of scripts/bench into docs/performance.md
-and the bar chart docs/performance.png.
+and its two bar charts, docs/performance-time.png (times and memory, lower is
+better) and docs/performance-rate.png (rates, higher is better).
 
 Usage: scripts/bench_report.py <results directory> <build directory> <docs directory>
 
@@ -285,15 +286,18 @@ def machine_facts(build_dir, results_dir, contexts):
     return facts
 
 
-def chart(rows, path):
+def chart(rows, path, title, xlabel):
+    """One horizontal bar chart of ratios; no file when there are no rows."""
     rows = [r for r in rows if r["ratio"] is not None]
     if not rows:
-        return
+        if os.path.exists(path):
+            os.remove(path)
+        return False
     labels = ["%s %s vs %s" % (r["workload"], r["size"], r["peer"]) for r in rows]
     colors = []
     for r in rows:
         colors.append({True: "#4c9a2a", False: "#c0392b", None: "#9e9e9e"}[r["met"]])
-    height = max(4.0, 0.28 * len(rows) + 1.5)
+    height = max(2.5, 0.28 * len(rows) + 1.5)
     fig, ax = plt.subplots(figsize=(10, height))
     positions = list(range(len(rows)))[::-1]
     ax.barh(positions, [r["ratio"] for r in rows], color=colors, height=0.7)
@@ -301,26 +305,59 @@ def chart(rows, path):
         if r["target"] is not None:
             ax.plot([r["target"][1]] * 2, [y - 0.42, y + 0.42], color="black", linewidth=2)
         right = max(r["ratio"], r["target"][1] if r["target"] else 0.0)
-        ax.text(right * 1.06, y, "%.2f %s" % (r["ratio"], "(time)" if r["kind"] == "time" else
-                                                   "(rate)" if r["kind"] == "throughput" else "(RSS)"),
-                va="center", fontsize=7)
+        ax.text(right * 1.06, y, "%.2f" % r["ratio"], va="center", fontsize=7)
     ax.set_yticks(positions)
     ax.set_yticklabels(labels, fontsize=7)
     ax.set_xscale("log")
     ax.axvline(1.0, color="#555555", linewidth=0.8, linestyle=":")
-    ax.set_xlabel("ratio (log scale): time and RSS = xmlutil / peer, lower is better; "
-                  "rate = xmlutil / peer, higher is better", fontsize=8)
-    ax.set_title("xmlutil against its peers: green met, red not met, grey no target; black bar = target",
-                 fontsize=9)
+    ax.set_xlabel(xlabel, fontsize=8)
+    ax.set_title(title + ": green met, red not met, grey no target; black bar = target", fontsize=9)
     lo = min(r["ratio"] for r in rows)
     hi = max([r["ratio"] for r in rows] + [r["target"][1] for r in rows if r["target"]])
     ax.set_xlim(lo / 1.6, hi * 2.5)
     fig.tight_layout()
     fig.savefig(path, dpi=110)
     plt.close(fig)
+    return True
 
 
-def write_page(runs, rows, facts, path, image_name):
+# The two charts: times (and peak memory), where lower is better, and rates,
+# where higher is better; one scale each, so that no bar reads the wrong way.
+CHARTS = [
+    ("performance-time.png", ("time", "memory"), "Times and memory of xmlutil against its peers",
+     "ratio (log scale) = xmlutil / peer, time or peak RSS growth: lower is better"),
+    ("performance-rate.png", ("throughput",), "Rates of xmlutil against its peers",
+     "ratio (log scale) = xmlutil rate / peer rate: higher is better"),
+]
+
+
+def tool_startup_section(results_dir):
+    """The tool's per-call cost from scripts/tool_startup.py, if it ran."""
+    path = os.path.join(results_dir, "tool-startup.json")
+    if not os.path.exists(path):
+        return []
+    with open(path, encoding="utf-8") as f:
+        data = json.load(f)
+    out = ["## The tool per call", ""]
+    out.append("`scripts/tool_startup.py` starts each command %d times, in turns, on a configuration file of "
+               "%d bytes, and takes the medians of the wall-clock time and of the CPU time (user + system, "
+               "from `wait4`) per call. The first rows are the steps of a start-up; `xmlutil get` and "
+               "`xmllint --xpath` answer the same question." % (data["runs"], data["file_bytes"]))
+    out.append("")
+    out.append("| What runs | Wall median | CPU median |")
+    out.append("|---|---:|---:|")
+    for r in data["rows"]:
+        out.append("| %s | %.2f ms | %.2f ms |" % (r["label"], r["wall_ms"], r["cpu_ms"]))
+    out.append("")
+    notes = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "bench", "tool-startup.md")
+    if os.path.exists(notes):
+        with open(notes, encoding="utf-8") as f:
+            out.append(f.read().rstrip("\n"))
+        out.append("")
+    return out
+
+
+def write_page(runs, rows, facts, path, images, results_dir):
     out = []
     out.append("# Performance")
     out.append("")
@@ -389,10 +426,12 @@ def write_page(runs, rows, facts, path, image_name):
         with open(notes, encoding="utf-8") as f:
             out.append(f.read().rstrip("\n"))
         out.append("")
-    out.append("## Chart")
+    out.extend(tool_startup_section(results_dir))
+    out.append("## Charts")
     out.append("")
-    out.append("![Ratios of xmlutil against each peer](%s)" % image_name)
-    out.append("")
+    for name, title in images:
+        out.append("![%s](%s)" % (title, name))
+        out.append("")
     with open(path, "w", encoding="utf-8") as f:
         f.write("\n".join(out))
 
@@ -409,8 +448,14 @@ def main(argv):
     rows = compare(runs)
     facts = machine_facts(build_dir, results_dir, contexts)
     os.makedirs(docs_dir, exist_ok=True)
-    chart(rows, os.path.join(docs_dir, "performance.png"))
-    write_page(runs, rows, facts, os.path.join(docs_dir, "performance.md"), "performance.png")
+    images = []
+    for name, kinds, title, xlabel in CHARTS:
+        if chart([r for r in rows if r["kind"] in kinds], os.path.join(docs_dir, name), title, xlabel):
+            images.append((name, title))
+    old_chart = os.path.join(docs_dir, "performance.png")
+    if os.path.exists(old_chart):
+        os.remove(old_chart)
+    write_page(runs, rows, facts, os.path.join(docs_dir, "performance.md"), images, results_dir)
     for r in rows:
         if r["target"] is not None:
             print("%-14s %-6s vs %-8s ratio %-6s target %-7s %s" % (

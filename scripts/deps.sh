@@ -3,7 +3,9 @@
 # Usage: scripts/deps.sh [package ...]   (extra packages are added to the list)
 set -euo pipefail
 
-packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen pkg-config "$@")
+# groff renders the manual page in its test; dpkg-dev gives cpack dpkg-shlibdeps
+# for the Debian package's Depends.
+packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen pkg-config groff-base dpkg-dev "$@")
 if [ "${XMLUTIL_WITH_BENCH:-0}" = 1 ]; then
     packages+=(libbenchmark-dev libssl-dev libpugixml-dev)
 fi
