@@ -352,6 +352,10 @@ private:
             fStack.push_back({node, node->getFirstChild(), DOMNode::ENTITY_REFERENCE_NODE, false});
             return true;
         case DOMNode::PROCESSING_INSTRUCTION_NODE:
+            // An XML declaration node: a document writes its own declaration,
+            // and one anywhere else would not be XML.
+            if (xmlutil_detail::is_xml_decl(node))
+                return false;
             fLine.append("<?", 2);
             append_text(node->getNodeName(), fLine);
             fLine.push(' ');
