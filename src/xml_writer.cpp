@@ -312,6 +312,9 @@ public:
                     continue;
                 }
                 frame.next = child->getNextSibling();
+                // An XML declaration node leaves no trace, not even its line.
+                if (xmlutil_detail::is_xml_decl(child))
+                    continue;
                 if (!enter(child))
                     after_child(fStack.back(), child);
             }

@@ -365,6 +365,10 @@ xercesc::DOMNode* make_xml_decl(xercesc::DOMDocument* doc, const XmlDeclFields& 
 // Replaces the fields of an XML declaration node.
 void set_xml_decl_fields(xercesc::DOMNode* decl, const XmlDeclFields& fields);
 
+// A new document type that no document has, like `type` (which has none
+// either); its maps are empty, as they must stay.
+xercesc::DOMDocumentType* copy_orphan_type(const xercesc::DOMDocumentType* type);
+
 // A copy of `source` owned by `into`, as DOM_Document::importNode makes it;
 // `deep` copies the subtree without recursion.
 xercesc::DOMNode* import_node(xercesc::DOMDocument* into, const xercesc::DOMNode* source, bool deep);

@@ -356,6 +356,11 @@ DOM_DocumentType HandleAccess::adopt_orphan(xercesc::DOMDocumentType* type)
     return DOM_DocumentType(type, share);
 }
 
+xercesc::DOMDocumentType* xmlutil_detail::copy_orphan_type(const xercesc::DOMDocumentType* type)
+{
+    return core_implementation()->createDocumentType(type->getName(), type->getPublicId(), type->getSystemId());
+}
+
 DOM_DOMImplementation& DOM_DOMImplementation::getImplementation()
 {
     static DOM_DOMImplementation implementation;

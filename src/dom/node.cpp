@@ -308,7 +308,13 @@ DOMNode* xmlutil_detail::import_node(xercesc::DOMDocument* into, const DOMNode* 
     auto import_one = [into](const DOMNode* node, bool nodeDeep) -> DOMNode* {
         if (is_xml_decl(node))
             return make_xml_decl(into, xml_decl_fields(node));
-        // The interface's importNode refuses document types.
+        // The interface's importNode refuses document types; Xerces-C's own
+        // import would crash on one that no document has.
+        if (node->getNodeType() == DOMNode::DOCUMENT_TYPE_NODE && !node->getOwnerDocument()) {
+            const auto* type = static_cast<const xercesc::DOMDocumentType*>(node);
+            return static_cast<xercesc::DOMDocumentImpl*>(into)->createDocumentType(
+                type->getName(), type->getPublicId(), type->getSystemId());
+        }
         if (node->getNodeType() == DOMNode::DOCUMENT_TYPE_NODE)
             return DocumentImport::run(into, node, true);
         return into->importNode(node, nodeDeep);
@@ -443,6 +449,9 @@ DOM_Node DOM_Node::cloneNode(bool deep) const
             return copy_document(fImpl);
         if (deep && has_copied_children(type))
             return copy_subtree(fImpl);
+        // Xerces-C 3.2 crashes copying a document type that no document has.
+        if (type == DOMNode::DOCUMENT_TYPE_NODE && !fImpl->getOwnerDocument())
+            return copy_orphan_type(static_cast<const xercesc::DOMDocumentType*>(fImpl));
         return fImpl->cloneNode(deep);
     });
     // A document copies into a new document, which needs an owner of its own.
