@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "test_util.h"
+// One test parses a document with an external DTD subset.
+#include "xerces_leaks.h"
 
 #include <xercesc/framework/MemBufInputSource.hpp>
 
@@ -686,4 +688,23 @@ TEST(dom_lifetime, documents_of_new_node_types_are_freed)
     for (int i = 0; i < 200; ++i)
         make_and_drop();
     EXPECT_LT(heap_in_use(), before + 64 * 1024);
+}
+
+TEST(dom_document, set_node_value_does_nothing_on_nodes_without_value)
+{
+    DOM_Document doc = parse_doctype();
+    DOM_DocumentType type = doc.getDoctype();
+    const DOM_Node nodes[] = {doc,
+                              type,
+                              doc.createDocumentFragment(),
+                              type.getEntities().getNamedItem("e"),
+                              type.getNotations().getNamedItem("gif"),
+                              doc.createEntity("made"),
+                              doc.createNotation("made"),
+                              doc.createXMLDecl("1.0", DOMString(), DOMString())};
+    for (DOM_Node node : nodes) {
+        node.setNodeValue("value");
+        EXPECT_TRUE(is_null(node.getNodeValue())) << str(node.getNodeName());
+    }
+    EXPECT_EQ("r", str(type.getName()));
 }
