@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Reads a document's XML declaration node and builds a document with a
-// document type, the way 1.x programs did it: the pre-1.7 include paths,
-// a reference to the implementation, 0 for "no document type", the classic
-// downcasts and DOM_DOMException codes.
-#include <util/PlatformUtils.hpp>
+// document type, the way 1.x programs did it: the pre-1.7 DOM include paths
+// (Xerces-C's own headers by their present path), a reference to the
+// implementation, 0 for "no document type", the classic downcasts and
+// DOM_DOMException codes.
+#include <xercesc/util/PlatformUtils.hpp>
 #include <dom/DOM.hpp>
 #include <parsers/DOMParser.hpp>
 
