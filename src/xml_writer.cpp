@@ -400,6 +400,9 @@ private:
             }
         }
         DOMNode* first = element->getFirstChild();
+        // XML declaration nodes are not written, so they shape nothing.
+        while (first && xmlutil_detail::is_xml_decl(first))
+            first = first->getNextSibling();
         if (!first) {
             fLine.append("/>", 2);
             return false;

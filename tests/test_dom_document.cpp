@@ -708,3 +708,29 @@ TEST(dom_document, set_node_value_does_nothing_on_nodes_without_value)
     }
     EXPECT_EQ("r", str(type.getName()));
 }
+
+TEST(dom_xmldecl, free_functions_pass_over_it)
+{
+    DOM_Document doc = new_document("r");
+    DOM_Element root = doc.getDocumentElement();
+    doc.insertBefore(doc.createXMLDecl("1.0", DOMString(), DOMString()), root);
+    DOM_Element item = doc.createElement("item");
+    item.appendChild(doc.createXMLDecl("1.0", DOMString(), DOMString()));
+    item.appendChild(doc.createTextNode("value"));
+    root.appendChild(doc.createXMLDecl("1.0", DOMString(), DOMString()));
+    root.appendChild(item);
+
+    EXPECT_TRUE(GetNodeByName(root, "item") == item);
+    std::string text;
+    EXPECT_TRUE(ReadNodeData(item, text, "none"));
+    EXPECT_EQ("value", text);
+    EXPECT_EQ("#xmldecl", GetNodeName(root.getFirstChild()));
+    int seen = 0;
+    for (cNodeIterator it(root, "#xmldecl"); it != DOM_Node(); ++it)
+        seen += (*it).getNodeType() == DOM_Node::XML_DECL_NODE;
+    EXPECT_EQ(1, seen);
+    EXPECT_EQ("<r>\n    <item>value</item>\n</r>", xml(root));
+    DOM_Element only = doc.createElement("only");
+    only.appendChild(doc.createXMLDecl("1.0", DOMString(), DOMString()));
+    EXPECT_EQ("<only/>", xml(only));
+}
