@@ -609,7 +609,8 @@ class XMLUTIL_API DOM_Document : public DOM_Node {
     DOM_Attr createAttribute(const DOMString& name);
     /// A new, empty document: no document element, no document type.
     static DOM_Document createDocument();
-    /// A new element of this document; the same as createElement(DOMString).
+    /// A new element of this document, without checking that `tagName` is
+    /// an XML name (the classic fast path); otherwise as createElement(DOMString).
     DOM_Element createElement(const XMLCh* tagName);
     /// A new, empty document fragment of this document.
     DOM_DocumentFragment createDocumentFragment();

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dom_internal.h"
 
-// Internal Xerces-C 3.2 header: the interface cannot hand a document type
-// that no document has yet to an existing document.
+// Internal Xerces-C 3.2 headers: the interface cannot hand a document type
+// that no document has yet to an existing document, nor make an element
+// without checking its name.
 #include <xercesc/dom/impl/DOMDocumentImpl.hpp>
+#include <xercesc/dom/impl/DOMElementImpl.hpp>
 
 #include <string_view>
 
@@ -97,8 +99,13 @@ DOM_Document DOM_Document::createDocument()
 DOM_Element DOM_Document::createElement(const XMLCh* tagName)
 {
     auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return HandleAccess::make<DOM_Element>(
-        translate_dom_errors([&] { return doc->createElement(tagName ? tagName : kEmptyText); }), fShare);
+    // The classic fast path: the name is not checked. Made as Xerces-C's
+    // createElement makes it after its check, DTD defaults included.
+    DOMNode* made = translate_dom_errors([&]() -> DOMNode* {
+        return new (doc, xercesc::DOMMemoryManager::ELEMENT_OBJECT)
+            xercesc::DOMElementImpl(doc, tagName ? tagName : kEmptyText);
+    });
+    return HandleAccess::make<DOM_Element>(made, fShare);
 }
 
 DOM_DocumentFragment DOM_Document::createDocumentFragment()
