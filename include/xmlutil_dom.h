@@ -644,9 +644,8 @@ class XMLUTIL_API DOM_Document : public DOM_Node {
     /// A new XML declaration of this document, not yet in the tree; null
     /// `encoding` or `standalone` leave them out.
     DOM_XMLDecl createXMLDecl(const DOMString& version, const DOMString& encoding, const DOMString& standalone);
-    /// false: this document's changes skip the checks the DOM may skip
-    /// (which children a document may have, a second document element ...).
-    /// The checks of names and of read-only nodes stay. On (true) by default.
+    /// false: createElement no longer checks names. Every other check stays
+    /// (Xerces-C 3.2 makes them regardless). On (true) by default.
     void setErrorChecking(bool check);
     /// Whether the document checks its changes (true by default).
     bool getErrorChecking();

@@ -46,6 +46,9 @@ DOM_DocumentType DOM_Document::getDoctype() const
 DOM_Element DOM_Document::createElement(const DOMString& tagName)
 {
     auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
+    // With error checking off the name goes unchecked, as in the classic DOM.
+    if (!doc->getStrictErrorChecking())
+        return createElement(arg(tagName));
     return HandleAccess::make<DOM_Element>(translate_dom_errors([&] { return doc->createElement(arg(tagName)); }), fShare);
 }
 
