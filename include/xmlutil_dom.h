@@ -73,13 +73,17 @@ class DOM_Attr;
 class DOM_Document;
 class DOM_DocumentFragment;
 class DOM_DocumentType;
+class DOM_DOMImplementation;
 class DOM_Element;
+class DOM_Entity;
 class DOM_NamedNodeMap;
 class DOM_NodeFilter;
 class DOM_NodeIterator;
 class DOM_NodeList;
 class DOM_Range;
 class DOM_TreeWalker;
+class DOM_Notation;
+class DOM_XMLDecl;
 
 /// 16-bit string of the classic DOM, shared by reference: a DOMString is
 /// one pointer to a counted handle {length, counted character buffer}, and
@@ -355,7 +359,8 @@ public:
         DOCUMENT_NODE = 9,                ///< The document itself
         DOCUMENT_TYPE_NODE = 10,          ///< The document type declaration
         DOCUMENT_FRAGMENT_NODE = 11,      ///< A document fragment
-        NOTATION_NODE = 12                ///< A notation declared in a document type
+        NOTATION_NODE = 12,               ///< A notation declared in a document type
+        XML_DECL_NODE = 13                ///< The XML declaration of a document (DOM_XMLDecl)
     };
 
     /// The null node.
@@ -421,7 +426,17 @@ public:
     /// Sets the value of a node that has one; does nothing for the others.
     void setNodeValue(const DOMString& value);
     /// One of NodeType, or 0 for the null node.
-    short getNodeType() const { return fImpl ? static_cast<short>(fImpl->getNodeType()) : 0; }
+    short getNodeType() const
+    {
+        if (!fImpl)
+            return 0;
+        const short type = static_cast<short>(fImpl->getNodeType());
+        // An XML declaration is kept as a processing instruction whose
+        // target, `#xmldecl`, no parse and no other call can make.
+        if (type == PROCESSING_INSTRUCTION_NODE && fImpl->getNodeName()[0] == u'#')
+            return XML_DECL_NODE;
+        return type;
+    }
     /// The namespace URI; null unless the node was made with namespaces (a
     /// document's root from createDocument, or a parse with namespaces on).
     DOMString getNamespaceURI() const;
@@ -472,6 +487,12 @@ public:
     void setPrefix(const DOMString& prefix);
     /// True only for an element with at least one attribute.
     bool hasAttributes() const;
+    /// The pointer setUserData stored for this node, or 0.
+    void* getUserData() const;
+    /// Stores one pointer for this node, in a table of its document (0
+    /// removes it). The library never deletes it; copies and imports of the
+    /// node do not have it.
+    void setUserData(void* data);
 
 protected:
     /// A handle on `node`, one more user of the document counted by `share`.
@@ -594,18 +615,75 @@ class XMLUTIL_API DOM_EntityReference : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_EntityReference, DOM_Node)
 };
 
-// ---- document fragment, as ranges hand it out ----
-/// Handle to a document fragment: a parentless node that holds a forest.
+/// Handle to a document type declaration.
+class XMLUTIL_API DOM_DocumentType : public DOM_Node {
+    XMLUTIL_DOM_DERIVED_HANDLE(DOM_DocumentType, DOM_Node)
+    /// The null node, from the value 0, so that 0 can stand for "no
+    /// document type" where a `const DOM_DocumentType&` is expected.
+    DOM_DocumentType(int nullPointer) noexcept;
+    /// The name of the root element that the declaration names.
+    DOMString getName() const;
+    /// The general entities the declaration declares (DOM_Entity nodes):
+    /// a read-only map; the null map for the null node.
+    DOM_NamedNodeMap getEntities() const;
+    /// The notations the declaration declares (DOM_Notation nodes): a
+    /// read-only map; the null map for the null node.
+    DOM_NamedNodeMap getNotations() const;
+    /// The public identifier, or null.
+    DOMString getPublicId() const;
+    /// The system identifier, or null.
+    DOMString getSystemId() const;
+    /// The internal subset as text (after a parse, put together from the
+    /// declarations read), or null when there is none.
+    DOMString getInternalSubset() const;
+};
+
+/// Handle to a document fragment: a parent for nodes that are not in a
+/// tree; inserting it inserts its children.
 class XMLUTIL_API DOM_DocumentFragment : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_DocumentFragment, DOM_Node)
 };
-// ---- end of document fragment ----
 
-/// Handle to the document type declaration of a parsed document.
-class XMLUTIL_API DOM_DocumentType : public DOM_Node {
-    XMLUTIL_DOM_DERIVED_HANDLE(DOM_DocumentType, DOM_Node)
-    /// The name of the root element that the declaration names.
-    DOMString getName() const;
+/// Handle to an entity declared in a document type; read-only. Its
+/// children are the expansion of its first reference in a document parsed
+/// with entity reference nodes, else there are none.
+class XMLUTIL_API DOM_Entity : public DOM_Node {
+    XMLUTIL_DOM_DERIVED_HANDLE(DOM_Entity, DOM_Node)
+    /// The public identifier, or null.
+    DOMString getPublicId() const;
+    /// The system identifier, or null (an internal entity has none).
+    DOMString getSystemId() const;
+    /// The notation of an unparsed entity, or null for a parsed one.
+    DOMString getNotationName() const;
+};
+
+/// Handle to a notation declared in a document type.
+class XMLUTIL_API DOM_Notation : public DOM_Node {
+    XMLUTIL_DOM_DERIVED_HANDLE(DOM_Notation, DOM_Node)
+    /// The public identifier, or null.
+    DOMString getPublicId() const;
+    /// The system identifier, or null.
+    DOMString getSystemId() const;
+};
+
+/// Handle to an XML declaration (node type XML_DECL_NODE, name `#xmldecl`),
+/// which has no value and no children. A DOMParser makes one, as the first
+/// child of the document, with setToCreateXMLDeclTypeNode(true).
+class XMLUTIL_API DOM_XMLDecl : public DOM_Node {
+    XMLUTIL_DOM_DERIVED_HANDLE(DOM_XMLDecl, DOM_Node)
+    /// The version text, such as "1.0".
+    DOMString getVersion() const;
+    /// The encoding the declaration names (not the one detected), or null
+    /// when it names none.
+    DOMString getEncoding() const;
+    /// The standalone text ("yes" or "no"), or null when there is none.
+    DOMString getStandalone() const;
+    /// Replaces the version text.
+    void setVersion(const DOMString& version);
+    /// Replaces the encoding text; null removes it.
+    void setEncoding(const DOMString& encoding);
+    /// Replaces the standalone text; null removes it.
+    void setStandalone(const DOMString& standalone);
 };
 
 /// Handle to an attribute.
@@ -690,6 +768,50 @@ class XMLUTIL_API DOM_Document : public DOM_Node {
     DOM_EntityReference createEntityReference(const DOMString& name);
     /// A new attribute of this document, not yet on an element.
     DOM_Attr createAttribute(const DOMString& name);
+    /// A new, empty document: no document element, no document type.
+    static DOM_Document createDocument();
+    /// A new element of this document, without checking that `tagName` is
+    /// an XML name (the classic fast path); otherwise as createElement(DOMString).
+    DOM_Element createElement(const XMLCh* tagName);
+    /// A new, empty document fragment of this document.
+    DOM_DocumentFragment createDocumentFragment();
+    /// A new element in the namespace `namespaceURI` (none when null or
+    /// empty), not yet in the tree. INVALID_CHARACTER_ERR or NAMESPACE_ERR
+    /// for a bad qualified name.
+    DOM_Element createElementNS(const DOMString& namespaceURI, const DOMString& qualifiedName);
+    /// A new attribute in the namespace `namespaceURI`, not yet on an
+    /// element. INVALID_CHARACTER_ERR or NAMESPACE_ERR for a bad name.
+    DOM_Attr createAttributeNS(const DOMString& namespaceURI, const DOMString& qualifiedName);
+    /// Live list of the elements of the document in the namespace
+    /// `namespaceURI` with the local name `localName` (`*` matches any, for either).
+    DOM_NodeList getElementsByTagNameNS(const DOMString& namespaceURI, const DOMString& localName) const;
+    /// The element whose attribute of type ID (declared so in the DTD) has
+    /// the value `elementId`, or the null node. Attributes made through
+    /// the handles are never of type ID.
+    DOM_Element getElementById(const DOMString& elementId);
+    /// A copy of `importedNode` (of any document) owned by this one, not in
+    /// the tree; with `deep`, its subtree too. Elements bring their
+    /// specified attributes; an entity reference takes its expansion from
+    /// this document's type; a document type can be imported. A document
+    /// throws NOT_SUPPORTED_ERR.
+    DOM_Node importNode(const DOM_Node& importedNode, bool deep);
+    /// A new document type of this document, not yet in the tree, without
+    /// identifiers or internal subset; insert it before the root element.
+    DOM_DocumentType createDocumentType(const DOMString& name);
+    /// A new read-only entity of this document, not in any map.
+    DOM_Entity createEntity(const DOMString& name);
+    /// A new notation of this document, not in any map.
+    DOM_Notation createNotation(const DOMString& name);
+    /// A new XML declaration of this document, not yet in the tree; null
+    /// `encoding` or `standalone` leave them out.
+    DOM_XMLDecl createXMLDecl(const DOMString& version, const DOMString& encoding, const DOMString& standalone);
+    /// false: createElement no longer checks names. Every other check stays
+    /// (Xerces-C 3.2 makes them regardless). On (true) by default.
+    void setErrorChecking(bool check);
+    /// Whether the document checks its changes (true by default).
+    bool getErrorChecking();
+    /// The implementation that makes documents.
+    DOM_DOMImplementation& getImplementation() const;
     /// See DOM_Element::getElementsByTagName.
     DOM_NodeList getElementsByTagName(const DOMString& name) const;
 
@@ -754,11 +876,12 @@ private:
     friend struct xmlutil_detail::HandleAccess;
 };
 
-/// Live attribute map of an element; null for nodes that are not elements.
+/// Live map of nodes by name: the attributes of an element, or the
+/// entities or notations of a document type (read-only).
 class XMLUTIL_API DOM_NamedNodeMap {
 public:
     /// The null map.
-    DOM_NamedNodeMap() noexcept : fImpl(nullptr), fShare(nullptr) {}
+    DOM_NamedNodeMap() noexcept : fImpl(nullptr), fShare(nullptr), fOwner(nullptr) {}
     /// Another handle on the same map.
     DOM_NamedNodeMap(const DOM_NamedNodeMap& other) noexcept;
     /// Lets go of the map and of its document.
@@ -779,18 +902,41 @@ public:
     /// True for the null map.
     bool isNull() const noexcept { return fImpl == nullptr; }
 
-    /// Number of attributes now; 0 for the null map.
+    /// Number of nodes now; 0 for the null map.
     unsigned int getLength() const;
-    /// The attribute at `index` in the classic order (by name length, then
-    /// by name), or the null node past the end.
+    /// The node at `index` in the classic order (by name length, then by
+    /// name), or the null node past the end.
     DOM_Node item(unsigned int index) const;
-    /// The attribute named `name`, or the null node.
+    /// The node named `name`, or the null node.
     DOM_Node getNamedItem(const DOMString& name) const;
+    /// Adds `arg`, or puts it in the place of the node of the same name;
+    /// returns the replaced node, or the null node. An attribute already in
+    /// this map stays and gives the null node. NO_MODIFICATION_ALLOWED_ERR
+    /// for a document type's map, WRONG_DOCUMENT_ERR for a node of another
+    /// document, INUSE_ATTRIBUTE_ERR for an attribute of another element,
+    /// HIERARCHY_REQUEST_ERR for a node that is not an attribute.
+    DOM_Node setNamedItem(DOM_Node arg);
+    /// Takes the node named `name` out of the map and returns it; a default
+    /// from the DTD takes an attribute's place. NOT_FOUND_ERR when there is
+    /// no such node, NO_MODIFICATION_ALLOWED_ERR for a read-only map.
+    DOM_Node removeNamedItem(const DOMString& name);
+    /// The node (`namespaceURI`, `localName`), or the null node. A null URI
+    /// also finds nodes made without namespaces, by their name.
+    DOM_Node getNamedItemNS(const DOMString& namespaceURI, const DOMString& localName);
+    /// Adds `arg`, or puts it in the place of the node of the same namespace
+    /// URI and local name; returns the replaced node or the null node.
+    /// As setNamedItem, but INUSE_ATTRIBUTE_ERR for an attribute of any
+    /// element, this map's too.
+    DOM_Node setNamedItemNS(DOM_Node arg);
+    /// As removeNamedItem, by namespace URI and local name.
+    DOM_Node removeNamedItemNS(const DOMString& namespaceURI, const DOMString& localName);
 
 private:
-    DOM_NamedNodeMap(XERCES_CPP_NAMESPACE::DOMNamedNodeMap* map, xmlutil_detail::DocumentCount* share) noexcept;
+    DOM_NamedNodeMap(XERCES_CPP_NAMESPACE::DOMNamedNodeMap* map, xmlutil_detail::DocumentCount* share,
+                     XERCES_CPP_NAMESPACE::DOMNode* owner) noexcept;
     XERCES_CPP_NAMESPACE::DOMNamedNodeMap* fImpl;
     xmlutil_detail::DocumentCount* fShare;
+    XERCES_CPP_NAMESPACE::DOMNode* fOwner; ///< The element or document type whose map it is
     friend struct xmlutil_detail::HandleAccess;
 };
 
@@ -1065,17 +1211,25 @@ private:
     friend class DOM_Document;
 };
 
-/// Makes documents. A default-made handle works as well as getImplementation().
+/// Makes documents. A default-made object works as well as getImplementation().
 class XMLUTIL_API DOM_DOMImplementation {
 public:
-    /// A handle on the implementation.
+    /// An implementation object; it has no state.
     DOM_DOMImplementation() noexcept = default;
-    /// A handle on the implementation, the classic way.
-    static DOM_DOMImplementation getImplementation();
-    /// True when the implementation offers `feature` (`version` may be null).
-    bool hasFeature(const DOMString& feature, const DOMString& version) const;
+    /// The process-wide implementation, the classic way: bind a reference.
+    static DOM_DOMImplementation& getImplementation();
+    /// True for `XML` and `Core` (any case) with a version that is null,
+    /// empty, "1.0" or "2.0", and for `Traversal` and `Range` with a null,
+    /// empty or "2.0" version; false for everything else.
+    bool hasFeature(const DOMString& feature, const DOMString& version);
+    /// A document type that no document has yet: pass it to createDocument,
+    /// which makes it that document's. INVALID_CHARACTER_ERR for a bad name.
+    DOM_DocumentType createDocumentType(const DOMString& qualifiedName, const DOMString& publicId,
+                                        const DOMString& systemId);
     /// A new document whose document element is `qualifiedName` in the
-    /// namespace `namespaceURI` (none when empty). `doctype` may be null.
+    /// namespace `namespaceURI` (none when null or empty); a null or empty
+    /// name throws INVALID_CHARACTER_ERR. `doctype` may be null (0); a
+    /// document type of another document throws WRONG_DOCUMENT_ERR.
     DOM_Document createDocument(const DOMString& namespaceURI, const DOMString& qualifiedName,
                                 const DOM_DocumentType& doctype);
 };
@@ -1166,6 +1320,12 @@ public:
     void setDoSchema(bool doSchema);
     /// Whether schema processing is on.
     bool getDoSchema() const;
+    /// true: a document whose text starts with an XML declaration gets a
+    /// DOM_XMLDecl with its version, encoding and standalone texts as its
+    /// first child; false (the default): it gets none.
+    void setToCreateXMLDeclTypeNode(bool create);
+    /// Whether XML declarations become DOM_XMLDecl nodes.
+    bool getToCreateXMLDeclTypeNode() const;
     /// true: also check the schemas themselves fully (slow); false (the
     /// default): only what validating documents needs.
     void setValidationSchemaFullChecking(bool fullChecking);
@@ -1320,6 +1480,7 @@ private:
     // count of the handles, which may be in use in another thread by then.
     xmlutil_detail::DocumentCount* fDocument;
     bool fAdopted;
+    bool fCreateXMLDecl;
 };
 
 #endif // XMLUTIL_DOM_H

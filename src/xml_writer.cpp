@@ -312,6 +312,9 @@ public:
                     continue;
                 }
                 frame.next = child->getNextSibling();
+                // An XML declaration node leaves no trace, not even its line.
+                if (xmlutil_detail::is_xml_decl(child))
+                    continue;
                 if (!enter(child))
                     after_child(fStack.back(), child);
             }
@@ -352,6 +355,10 @@ private:
             fStack.push_back({node, node->getFirstChild(), DOMNode::ENTITY_REFERENCE_NODE, false});
             return true;
         case DOMNode::PROCESSING_INSTRUCTION_NODE:
+            // An XML declaration node: a document writes its own declaration,
+            // and one anywhere else would not be XML.
+            if (xmlutil_detail::is_xml_decl(node))
+                return false;
             fLine.append("<?", 2);
             append_text(node->getNodeName(), fLine);
             fLine.push(' ');
@@ -393,6 +400,9 @@ private:
             }
         }
         DOMNode* first = element->getFirstChild();
+        // XML declaration nodes are not written, so they shape nothing.
+        while (first && xmlutil_detail::is_xml_decl(first))
+            first = first->getNextSibling();
         if (!first) {
             fLine.append("/>", 2);
             return false;

@@ -131,7 +131,8 @@ TEST(api_names, classic_dom_names_are_there)
     keep(&DOM_Element::getAttributeNode);
     keep(&DOM_Element::getElementsByTagName);
     keep(&DOM_Document::getDocumentElement);
-    keep(&DOM_Document::createElement);
+    keep(static_cast<DOM_Element (DOM_Document::*)(const DOMString&)>(&DOM_Document::createElement));
+    keep(static_cast<DOM_Element (DOM_Document::*)(const XMLCh*)>(&DOM_Document::createElement));
     keep(&DOM_Document::createTextNode);
     keep(&DOM_Document::createComment);
     keep(&DOM_Document::createCDATASection);
@@ -156,6 +157,55 @@ TEST(api_names, classic_dom_names_are_there)
     keep(&DOM_DOMImplementation::getImplementation);
     keep(&DOM_DOMImplementation::createDocument);
     keep(&DOM_DOMImplementation::hasFeature);
+    // The classic signatures, constness included.
+    keep(static_cast<DOM_DOMImplementation& (*)()>(&DOM_DOMImplementation::getImplementation));
+    keep(static_cast<bool (DOM_DOMImplementation::*)(const DOMString&, const DOMString&)>(
+        &DOM_DOMImplementation::hasFeature));
+    keep(static_cast<DOM_DocumentType (DOM_DOMImplementation::*)(const DOMString&, const DOMString&,
+                                                                 const DOMString&)>(
+        &DOM_DOMImplementation::createDocumentType));
+    keep(static_cast<DOM_Document (*)()>(&DOM_Document::createDocument));
+    keep(static_cast<DOM_DocumentFragment (DOM_Document::*)()>(&DOM_Document::createDocumentFragment));
+    keep(static_cast<DOM_Element (DOM_Document::*)(const DOMString&, const DOMString&)>(
+        &DOM_Document::createElementNS));
+    keep(static_cast<DOM_Attr (DOM_Document::*)(const DOMString&, const DOMString&)>(
+        &DOM_Document::createAttributeNS));
+    keep(static_cast<DOM_NodeList (DOM_Document::*)(const DOMString&, const DOMString&) const>(
+        &DOM_Document::getElementsByTagNameNS));
+    keep(static_cast<DOM_Element (DOM_Document::*)(const DOMString&)>(&DOM_Document::getElementById));
+    keep(static_cast<DOM_Node (DOM_Document::*)(const DOM_Node&, bool)>(&DOM_Document::importNode));
+    keep(static_cast<DOM_DocumentType (DOM_Document::*)(const DOMString&)>(&DOM_Document::createDocumentType));
+    keep(static_cast<DOM_Entity (DOM_Document::*)(const DOMString&)>(&DOM_Document::createEntity));
+    keep(static_cast<DOM_Notation (DOM_Document::*)(const DOMString&)>(&DOM_Document::createNotation));
+    keep(static_cast<DOM_XMLDecl (DOM_Document::*)(const DOMString&, const DOMString&, const DOMString&)>(
+        &DOM_Document::createXMLDecl));
+    keep(static_cast<void (DOM_Document::*)(bool)>(&DOM_Document::setErrorChecking));
+    keep(static_cast<bool (DOM_Document::*)()>(&DOM_Document::getErrorChecking));
+    keep(static_cast<DOM_DOMImplementation& (DOM_Document::*)() const>(&DOM_Document::getImplementation));
+    keep(static_cast<DOM_NamedNodeMap (DOM_DocumentType::*)() const>(&DOM_DocumentType::getEntities));
+    keep(static_cast<DOM_NamedNodeMap (DOM_DocumentType::*)() const>(&DOM_DocumentType::getNotations));
+    keep(static_cast<DOMString (DOM_DocumentType::*)() const>(&DOM_DocumentType::getPublicId));
+    keep(static_cast<DOMString (DOM_DocumentType::*)() const>(&DOM_DocumentType::getSystemId));
+    keep(static_cast<DOMString (DOM_DocumentType::*)() const>(&DOM_DocumentType::getInternalSubset));
+    keep(static_cast<DOMString (DOM_Entity::*)() const>(&DOM_Entity::getPublicId));
+    keep(static_cast<DOMString (DOM_Entity::*)() const>(&DOM_Entity::getSystemId));
+    keep(static_cast<DOMString (DOM_Entity::*)() const>(&DOM_Entity::getNotationName));
+    keep(static_cast<DOMString (DOM_Notation::*)() const>(&DOM_Notation::getPublicId));
+    keep(static_cast<DOMString (DOM_Notation::*)() const>(&DOM_Notation::getSystemId));
+    keep(static_cast<DOMString (DOM_XMLDecl::*)() const>(&DOM_XMLDecl::getVersion));
+    keep(static_cast<DOMString (DOM_XMLDecl::*)() const>(&DOM_XMLDecl::getEncoding));
+    keep(static_cast<DOMString (DOM_XMLDecl::*)() const>(&DOM_XMLDecl::getStandalone));
+    keep(static_cast<void* (DOM_Node::*)() const>(&DOM_Node::getUserData));
+    keep(static_cast<void (DOM_Node::*)(void*)>(&DOM_Node::setUserData));
+    keep(static_cast<DOM_Node (DOM_NamedNodeMap::*)(DOM_Node)>(&DOM_NamedNodeMap::setNamedItem));
+    keep(static_cast<DOM_Node (DOM_NamedNodeMap::*)(const DOMString&)>(&DOM_NamedNodeMap::removeNamedItem));
+    keep(static_cast<DOM_Node (DOM_NamedNodeMap::*)(const DOMString&, const DOMString&)>(
+        &DOM_NamedNodeMap::getNamedItemNS));
+    keep(static_cast<DOM_Node (DOM_NamedNodeMap::*)(DOM_Node)>(&DOM_NamedNodeMap::setNamedItemNS));
+    keep(static_cast<DOM_Node (DOM_NamedNodeMap::*)(const DOMString&, const DOMString&)>(
+        &DOM_NamedNodeMap::removeNamedItemNS));
+    keep(static_cast<void (DOMParser::*)(bool)>(&DOMParser::setToCreateXMLDeclTypeNode));
+    keep(static_cast<bool (DOMParser::*)() const>(&DOMParser::getToCreateXMLDeclTypeNode));
     keep(static_cast<void (DOMParser::*)(const char*, bool)>(&DOMParser::parse));
     keep(static_cast<void (DOMParser::*)(const InputSource&, bool)>(&DOMParser::parse));
     keep(&DOMParser::setDoValidation);

@@ -16,6 +16,7 @@
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/validators/common/Grammar.hpp>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -809,4 +810,94 @@ TEST(dom_parser, an_xml_entity_resolver_cannot_open_files_the_document_may_not_r
     parse_text_with(parser, "<!DOCTYPE r [<!ENTITY e SYSTEM 'x.txt'>]><r>&e;</r>");
     ASSERT_EQ(1u, recorder.reports.size());
     EXPECT_EQ(0u, recorder.reports[0].find("fatal 0: refused to read '/etc/passwd'")) << recorder.reports[0];
+}
+
+// ---- XML declaration nodes ------------------------------------------------------------
+
+namespace {
+
+std::string field(const DOMString& text)
+{
+    return text.rawBuffer() ? "'" + str(text) + "'" : "null";
+}
+
+// The declaration node the parser made, as "version encoding standalone",
+// or "none".
+std::string declaration_of(const std::string& xml)
+{
+    DOMParser parser;
+    parser.setToCreateXMLDeclTypeNode(true);
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parse_text_with(parser, xml);
+    DOM_Node first = parser.getDocument().getFirstChild();
+    if (first.getNodeType() != DOM_Node::XML_DECL_NODE)
+        return "none";
+    const DOM_XMLDecl& decl = static_cast<const DOM_XMLDecl&>(first);
+    return field(decl.getVersion()) + " " + field(decl.getEncoding()) + " " + field(decl.getStandalone());
+}
+
+} // namespace
+
+TEST(dom_parser, xml_declaration_nodes_are_off_by_default)
+{
+    DOMParser parser;
+    EXPECT_FALSE(parser.getToCreateXMLDeclTypeNode());
+    parse_text_with(parser, "<?xml version='1.0' encoding='UTF-8'?><!--c--><r/>");
+    EXPECT_EQ("8:#comment,1:r", children_of(parser.getDocument()));
+    parser.setToCreateXMLDeclTypeNode(true);
+    EXPECT_TRUE(parser.getToCreateXMLDeclTypeNode());
+    parser.setToCreateXMLDeclTypeNode(false);
+    EXPECT_FALSE(parser.getToCreateXMLDeclTypeNode());
+}
+
+TEST(dom_parser, xml_declaration_node_holds_the_declaration_as_written)
+{
+    const struct {
+        const char* xml;
+        const char* expected;
+    } rows[] = {
+        {"<?xml version='1.0'?><r/>", "'1.0' null null"},
+        {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><r/>", "'1.0' 'ISO-8859-1' null"},
+        {"<?xml version='1.0' standalone='no'?><r/>", "'1.0' null 'no'"},
+        {"<?xml version='1.1' encoding='utf-8' standalone='yes'?><r/>", "'1.1' 'utf-8' 'yes'"},
+        {"<r/>", "none"},
+        {"<?pi data?><r/>", "none"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.expected, declaration_of(row.xml)) << row.xml;
+}
+
+TEST(dom_parser, xml_declaration_node_comes_first_and_leaves_the_tree_alone)
+{
+    const std::string text = "<?xml version='1.0'?>\n<!DOCTYPE r [<!ELEMENT r ANY>]>\n<!--c--><r>t</r>";
+    DOMParser plain;
+    parse_text_with(plain, text);
+    DOMParser withDecl;
+    withDecl.setToCreateXMLDeclTypeNode(true);
+    parse_text_with(withDecl, text);
+    DOM_Document doc = withDecl.getDocument();
+    EXPECT_EQ("13:#xmldecl," + children_of(plain.getDocument()), children_of(doc));
+    EXPECT_EQ("10:r,8:#comment,1:r", children_of(plain.getDocument()));
+    EXPECT_TRUE(doc.getDocumentElement() == doc.getLastChild());
+    EXPECT_FALSE(doc.getDoctype().isNull());
+    // The writer writes the same text either way.
+    std::ostringstream one;
+    std::ostringstream two;
+    one << plain.getDocument();
+    two << doc;
+    EXPECT_EQ(one.str(), two.str());
+}
+
+TEST(dom_parser, xml_declaration_node_in_a_partial_document)
+{
+    DOMParser parser;
+    parser.setToCreateXMLDeclTypeNode(true);
+    Recorder recorder;
+    parser.setErrorHandler(&recorder);
+    parse_text_with(parser, "<?xml version='1.0' standalone='yes'?><r><a></r>");
+    ASSERT_EQ(1u, recorder.reports.size());
+    DOM_Node first = parser.getDocument().getFirstChild();
+    ASSERT_EQ(DOM_Node::XML_DECL_NODE, first.getNodeType());
+    EXPECT_EQ("yes", str(static_cast<const DOM_XMLDecl&>(first).getStandalone()));
 }

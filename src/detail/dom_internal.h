@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -156,6 +157,18 @@ public:
     std::size_t exceeded_budget() const noexcept { return fExceeded; }
     const ZeroStop& zero_stop() const noexcept { return fZeroStop; }
 
+    // The XML declaration at the start of the last parse's document, as
+    // written; `seen` is false when there was none.
+    struct Declaration {
+        bool seen = false;
+        std::u16string version;
+        bool hasEncoding = false;
+        std::u16string encoding;
+        bool hasStandalone = false;
+        std::u16string standalone;
+    };
+    const Declaration& declaration() const noexcept { return fDeclaration; }
+
 private:
     class Parser;
     class Resolver;
@@ -180,6 +193,7 @@ private:
     std::size_t fOwnErrors = 0;
     std::size_t fExceeded = 0;
     ZeroStop fZeroStop;
+    Declaration fDeclaration;
 };
 
 // The memory manager of every parser and every parsed document. Outside a
@@ -194,7 +208,10 @@ void allow_entity_folder(const std::string& folder);
 // One per document: what the handles share, behind their count.
 struct DocumentShare : DocumentCount {
     explicit DocumentShare(xercesc::DOMDocument* d) noexcept : doc(d) {}
+    // Null while the share belongs to a document type that no document has
+    // yet (`orphan`); the document that takes the type takes the share too.
     xercesc::DOMDocument* doc;
+    xercesc::DOMNode* orphan = nullptr;
     // A memory manager the document allocates from that must outlive it
     // (none for parsed documents: parse_memory() is never destroyed);
     // released after the document.
@@ -208,6 +225,9 @@ struct DocumentShare : DocumentCount {
     // and the lookup cache compare it to know whether what they hold is true.
     std::uint64_t changes = 0;
     std::unique_ptr<LookupCache> lookups; // made on the first lookup
+    // DOM_Node::setUserData's table: one pointer per node, never deleted by
+    // the library. Nodes live as long as their document, so keys stay valid.
+    std::unordered_map<const xercesc::DOMNode*, void*> userData;
 };
 
 inline DocumentShare* full_share(DocumentCount* count) noexcept
@@ -303,6 +323,7 @@ private:
 
 bool equal_text(const XMLCh* a, const XMLCh* b) noexcept;
 
+
 // The first element below `root` named `name` (any name when `matchAll`), in
 // document order, or null; `direct` tells whether it is a child of `root`.
 // Keeps its own path instead of asking nodes for their parent, which costs a
@@ -329,6 +350,81 @@ auto translate_dom_errors(F&& call) -> decltype(call())
         rethrow_dom_exception(e);
     }
 }
+
+// ---- helpers of the handle sources ----
+
+extern const XMLCh kEmptyText[];
+
+// Xerces-C wants a string where the classic DOM allowed a null one.
+inline const XMLCh* arg(const DOMString& text) noexcept
+{
+    const XMLCh* raw = text.rawBuffer();
+    return raw ? raw : kEmptyText;
+}
+
+// A string argument that may stay null: null for the null and the empty string.
+inline const XMLCh* optional_arg(const DOMString& text) noexcept
+{
+    return text.length() ? text.rawBuffer() : nullptr;
+}
+
+// An XML declaration is a processing instruction with the target
+// `#xmldecl`, which Xerces-C's own calls refuse to make: DOM_Node::getNodeType
+// tells it apart by the '#'.
+bool is_xml_decl(const xercesc::DOMNode* node) noexcept;
+// The node as the Xerces-C type T when it is of the given node type (an XML
+// declaration is not a processing instruction here).
+template <class T>
+T* as(xercesc::DOMNode* node, short type) noexcept
+{
+    if (!node || node->getNodeType() != type)
+        return nullptr;
+    if (type == xercesc::DOMNode::PROCESSING_INSTRUCTION_NODE && is_xml_decl(node))
+        return nullptr;
+    return static_cast<T*>(node);
+}
+// INVALID_STATE_ERR for the null node.
+xercesc::DOMNode* require(xercesc::DOMNode* node);
+// The node as T for a change: the null node and nodes of another type refuse.
+template <class T>
+T* require_as(xercesc::DOMNode* node, short type)
+{
+    require(node);
+    T* typed = as<T>(node, type);
+    if (!typed)
+        throw_dom_exception(DOM_DOMException::NOT_SUPPORTED_ERR);
+    return typed;
+}
+bool read_only(const xercesc::DOMNode* node) noexcept;
+
+// The fields of an XML declaration node; a missing field is null.
+struct XmlDeclFields {
+    bool hasVersion = false;
+    std::u16string version;
+    bool hasEncoding = false;
+    std::u16string encoding;
+    bool hasStandalone = false;
+    std::u16string standalone;
+};
+XmlDeclFields xml_decl_fields(const xercesc::DOMNode* decl);
+// A new XML declaration node of `doc`, not in the tree.
+xercesc::DOMNode* make_xml_decl(xercesc::DOMDocument* doc, const XmlDeclFields& fields);
+// Replaces the fields of an XML declaration node.
+void set_xml_decl_fields(xercesc::DOMNode* decl, const XmlDeclFields& fields);
+
+// A new document type that no document has, like `type` (which has none
+// either); its maps are empty, as they must stay.
+xercesc::DOMDocumentType* copy_orphan_type(const xercesc::DOMDocumentType* type);
+
+// A copy of `source` owned by `into`, as DOM_Document::importNode makes it;
+// `deep` copies the subtree without recursion.
+xercesc::DOMNode* import_node(xercesc::DOMDocument* into, const xercesc::DOMNode* source, bool deep);
+
+// Live lists of the elements below `root` by name, or by namespace URI and
+// local name; the null list for a null root.
+DOM_NodeList elements_by_tag_name(xercesc::DOMNode* root, DocumentCount* share, const DOMString& name);
+DOM_NodeList elements_by_tag_name_ns(xercesc::DOMNode* root, DocumentCount* share, const DOMString& namespaceURI,
+                                     const DOMString& localName);
 
 // Attribute maps in the classic DOM's order, which writers and programs that
 // walk item(i) see: by name length first, then by UTF-16 code units.
@@ -376,10 +472,13 @@ struct HandleAccess {
     static const ParseGuard& guard(const DOMParser& parser) noexcept { return *parser.fGuard; }
     static DOM_NodeList list(NodeListImpl* impl) noexcept { return DOM_NodeList(impl); }
     static NodeListImpl* list_impl(const DOM_NodeList& list) noexcept { return list.fImpl; }
-    static DOM_NamedNodeMap map(xercesc::DOMNamedNodeMap* map, DocumentCount* share) noexcept
+    static DOM_NamedNodeMap map(xercesc::DOMNamedNodeMap* map, DocumentCount* share, xercesc::DOMNode* owner) noexcept
     {
-        return map ? DOM_NamedNodeMap(map, share) : DOM_NamedNodeMap();
+        return map ? DOM_NamedNodeMap(map, share, owner) : DOM_NamedNodeMap();
     }
+    // A handle on a document type that no document has yet, with a share
+    // of its own; releases the type if that fails.
+    static DOM_DocumentType adopt_orphan(xercesc::DOMDocumentType* type);
 };
 
 inline xercesc::DOMNode* impl(const DOM_Node& handle) noexcept

@@ -1,7 +1,9 @@
 #include "dom_internal.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <string_view>
 #include <vector>
 
 using namespace xmlutil_detail;
@@ -281,4 +283,165 @@ unsigned int DOM_NodeList::getLength() const
 DOM_Node DOM_NodeList::item(unsigned int index) const
 {
     return fImpl ? HandleAccess::make<DOM_Node>(fImpl->item(index), fImpl->share) : DOM_Node();
+}
+
+// ---- DOM_NamedNodeMap -----------------------------------------------------------
+
+DOM_NamedNodeMap::DOM_NamedNodeMap(xercesc::DOMNamedNodeMap* map, DocumentCount* share, DOMNode* owner) noexcept
+    : fImpl(map), fShare(share), fOwner(owner)
+{
+    retain(fShare);
+}
+
+DOM_NamedNodeMap::DOM_NamedNodeMap(const DOM_NamedNodeMap& other) noexcept
+    : fImpl(other.fImpl), fShare(other.fShare), fOwner(other.fOwner)
+{
+    retain(fShare);
+}
+
+DOM_NamedNodeMap::~DOM_NamedNodeMap()
+{
+    release(fShare);
+}
+
+DOM_NamedNodeMap& DOM_NamedNodeMap::operator=(const DOM_NamedNodeMap& other) noexcept
+{
+    retain(other.fShare);
+    release(fShare);
+    fImpl = other.fImpl;
+    fShare = other.fShare;
+    fOwner = other.fOwner;
+    return *this;
+}
+
+DOM_NamedNodeMap& DOM_NamedNodeMap::operator=(const DOM_NullPtr*) noexcept
+{
+    release(fShare);
+    fImpl = nullptr;
+    fShare = nullptr;
+    fOwner = nullptr;
+    return *this;
+}
+
+bool xmlutil_detail::classic_attribute_before(const xercesc::DOMNode* a, const xercesc::DOMNode* b) noexcept
+{
+    const XMLCh* left = a->getNodeName();
+    const XMLCh* right = b->getNodeName();
+    const XMLSize_t leftLength = xercesc::XMLString::stringLen(left);
+    const XMLSize_t rightLength = xercesc::XMLString::stringLen(right);
+    if (leftLength != rightLength)
+        return leftLength < rightLength;
+    return std::u16string_view(left, leftLength) < std::u16string_view(right, rightLength);
+}
+
+xercesc::DOMNode* xmlutil_detail::classic_attribute(const xercesc::DOMNamedNodeMap* map, XMLSize_t index)
+{
+    const XMLSize_t count = map->getLength();
+    if (index >= count)
+        return nullptr;
+    // Selection rather than a sort: a loop over item(i) stays quadratic, not
+    // worse, on an element with thousands of attributes.
+    std::vector<xercesc::DOMNode*> attributes(count);
+    for (XMLSize_t i = 0; i < count; ++i)
+        attributes[i] = map->item(i);
+    std::nth_element(attributes.begin(), attributes.begin() + static_cast<std::ptrdiff_t>(index), attributes.end(),
+                     classic_attribute_before);
+    return attributes[index];
+}
+
+unsigned int DOM_NamedNodeMap::getLength() const
+{
+    return fImpl ? static_cast<unsigned int>(fImpl->getLength()) : 0;
+}
+
+DOM_Node DOM_NamedNodeMap::item(unsigned int index) const
+{
+    return fImpl ? HandleAccess::make<DOM_Node>(classic_attribute(fImpl, index), fShare) : DOM_Node();
+}
+
+DOM_Node DOM_NamedNodeMap::getNamedItem(const DOMString& name) const
+{
+    return fImpl ? HandleAccess::make<DOM_Node>(fImpl->getNamedItem(arg(name)), fShare) : DOM_Node();
+}
+
+namespace {
+
+// The map for a change: the null map refuses, and so do a document type's
+// maps, which are read-only as they were in the classic DOM (Xerces-C 3.2
+// lets a parsed document's entities be removed).
+void check_writable(const xercesc::DOMNamedNodeMap* map, const DOMNode* owner)
+{
+    if (!map)
+        throw_dom_exception(DOM_DOMException::INVALID_STATE_ERR);
+    if (owner->getNodeType() != DOMNode::ELEMENT_NODE || read_only(owner))
+        throw_dom_exception(DOM_DOMException::NO_MODIFICATION_ALLOWED_ERR);
+}
+
+// The checks of setNamedItem(NS) in the classic order; returns the
+// attribute. `ownElementToo`: an attribute of this very element is in use too.
+xercesc::DOMAttr* check_new_item(const DOMNode* owner, const DOM_Node& arg, bool ownElementToo)
+{
+    DOMNode* node = HandleAccess::node(arg);
+    if (!node)
+        throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
+    if (node->getOwnerDocument() != owner->getOwnerDocument())
+        throw_dom_exception(DOM_DOMException::WRONG_DOCUMENT_ERR);
+    if (node->getNodeType() != DOMNode::ATTRIBUTE_NODE)
+        throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
+    auto* attr = static_cast<xercesc::DOMAttr*>(node);
+    const xercesc::DOMElement* element = attr->getOwnerElement();
+    if (element && (ownElementToo || element != owner))
+        throw_dom_exception(DOM_DOMException::INUSE_ATTRIBUTE_ERR);
+    return attr;
+}
+
+} // namespace
+
+DOM_Node DOM_NamedNodeMap::setNamedItem(DOM_Node arg)
+{
+    check_writable(fImpl, fOwner);
+    xercesc::DOMAttr* attr = check_new_item(fOwner, arg, false);
+    if (attr->getOwnerElement() == fOwner)
+        return DOM_Node();
+    return HandleAccess::make<DOM_Node>(translate_dom_errors([&] { return fImpl->setNamedItem(attr); }), fShare);
+}
+
+DOM_Node DOM_NamedNodeMap::removeNamedItem(const DOMString& name)
+{
+    check_writable(fImpl, fOwner);
+    DOMNode* found = fImpl->getNamedItem(arg(name));
+    if (!found)
+        throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
+    // The attribute node leaves through its element, which puts a default
+    // from the DTD in its place; it stays intact for handles that hold it.
+    auto* element = static_cast<xercesc::DOMElement*>(fOwner);
+    return HandleAccess::make<DOM_Node>(
+        translate_dom_errors([&] { return element->removeAttributeNode(static_cast<xercesc::DOMAttr*>(found)); }),
+        fShare);
+}
+
+DOM_Node DOM_NamedNodeMap::getNamedItemNS(const DOMString& namespaceURI, const DOMString& localName)
+{
+    if (!fImpl)
+        return DOM_Node();
+    return HandleAccess::make<DOM_Node>(fImpl->getNamedItemNS(optional_arg(namespaceURI), arg(localName)), fShare);
+}
+
+DOM_Node DOM_NamedNodeMap::setNamedItemNS(DOM_Node arg)
+{
+    check_writable(fImpl, fOwner);
+    xercesc::DOMAttr* attr = check_new_item(fOwner, arg, true);
+    return HandleAccess::make<DOM_Node>(translate_dom_errors([&] { return fImpl->setNamedItemNS(attr); }), fShare);
+}
+
+DOM_Node DOM_NamedNodeMap::removeNamedItemNS(const DOMString& namespaceURI, const DOMString& localName)
+{
+    check_writable(fImpl, fOwner);
+    DOMNode* found = fImpl->getNamedItemNS(optional_arg(namespaceURI), arg(localName));
+    if (!found)
+        throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
+    auto* element = static_cast<xercesc::DOMElement*>(fOwner);
+    return HandleAccess::make<DOM_Node>(
+        translate_dom_errors([&] { return element->removeAttributeNode(static_cast<xercesc::DOMAttr*>(found)); }),
+        fShare);
 }

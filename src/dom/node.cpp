@@ -5,6 +5,7 @@
 // its own copy of a document uses.
 #include <xercesc/dom/impl/DOMCasts.hpp>
 #include <xercesc/dom/impl/DOMDocumentImpl.hpp>
+#include <xercesc/dom/impl/DOMProcessingInstructionImpl.hpp>
 
 #include <algorithm>
 #include <string_view>
@@ -13,27 +14,119 @@
 using namespace xmlutil_detail;
 using xercesc::DOMNode;
 
+const XMLCh xmlutil_detail::kEmptyText[] = {0};
+
+DOMNode* xmlutil_detail::require(DOMNode* node)
+{
+    if (!node)
+        throw_dom_exception(DOM_DOMException::INVALID_STATE_ERR);
+    return node;
+}
+
+bool xmlutil_detail::read_only(const DOMNode* node) noexcept
+{
+    return xercesc::castToNodeImpl(node)->isReadOnly();
+}
+
+// ---- XML declarations ----
+//
+// Xerces-C 3 has no node for the declaration. It is kept as a processing
+// instruction whose target is `#xmldecl`: Xerces-C's own calls refuse that
+// target, so no other node has it, and its copies and clones stay
+// declarations. The data holds the three fields, each either `-` (absent)
+// or `+`, the length in decimal, `:` and the text, so any text survives.
+
 namespace {
 
-const XMLCh kEmpty[] = {0};
+const XMLCh kXmlDeclTarget[] = {u'#', u'x', u'm', u'l', u'd', u'e', u'c', u'l', 0};
 
-// Xerces-C wants a string where the classic DOM allowed a null one.
-const XMLCh* arg(const DOMString& text) noexcept
+void encode_field(bool present, const std::u16string& text, std::u16string& out)
 {
-    const XMLCh* raw = text.rawBuffer();
-    return raw ? raw : kEmpty;
+    if (!present) {
+        out += u'-';
+        return;
+    }
+    out += u'+';
+    for (char digit : std::to_string(text.size()))
+        out += static_cast<char16_t>(digit);
+    out += u':';
+    out += text;
 }
+
+// Reads one field at `pos`; false when the data is not in the form above.
+bool decode_field(std::u16string_view data, std::size_t& pos, bool& present, std::u16string& text)
+{
+    if (pos >= data.size())
+        return false;
+    if (data[pos] == u'-') {
+        ++pos;
+        present = false;
+        text.clear();
+        return true;
+    }
+    if (data[pos] != u'+')
+        return false;
+    std::size_t length = 0;
+    bool digits = false;
+    for (++pos; pos < data.size() && data[pos] >= u'0' && data[pos] <= u'9'; ++pos, digits = true)
+        length = length * 10 + static_cast<std::size_t>(data[pos] - u'0');
+    if (!digits || pos >= data.size() || data[pos] != u':' || data.size() - pos - 1 < length)
+        return false;
+    ++pos;
+    present = true;
+    text.assign(data.substr(pos, length));
+    pos += length;
+    return true;
+}
+
+std::u16string encode_fields(const XmlDeclFields& fields)
+{
+    std::u16string data;
+    encode_field(fields.hasVersion, fields.version, data);
+    encode_field(fields.hasEncoding, fields.encoding, data);
+    encode_field(fields.hasStandalone, fields.standalone, data);
+    return data;
+}
+
+} // namespace
+
+bool xmlutil_detail::is_xml_decl(const DOMNode* node) noexcept
+{
+    return node && node->getNodeType() == DOMNode::PROCESSING_INSTRUCTION_NODE && node->getNodeName()[0] == u'#';
+}
+
+XmlDeclFields xmlutil_detail::xml_decl_fields(const DOMNode* decl)
+{
+    XmlDeclFields fields;
+    const XMLCh* raw = static_cast<const xercesc::DOMProcessingInstruction*>(decl)->getData();
+    const std::u16string_view data(raw ? raw : kEmptyText);
+    std::size_t pos = 0;
+    if (!decode_field(data, pos, fields.hasVersion, fields.version) ||
+        !decode_field(data, pos, fields.hasEncoding, fields.encoding) ||
+        !decode_field(data, pos, fields.hasStandalone, fields.standalone))
+        return XmlDeclFields();
+    return fields;
+}
+
+DOMNode* xmlutil_detail::make_xml_decl(xercesc::DOMDocument* doc, const XmlDeclFields& fields)
+{
+    const std::u16string data = encode_fields(fields);
+    // Made directly: createProcessingInstruction would refuse the target.
+    return new (doc, xercesc::DOMMemoryManager::PROCESSING_INSTRUCTION_OBJECT)
+        xercesc::DOMProcessingInstructionImpl(doc, kXmlDeclTarget, data.c_str());
+}
+
+void xmlutil_detail::set_xml_decl_fields(DOMNode* decl, const XmlDeclFields& fields)
+{
+    const std::u16string data = encode_fields(fields);
+    translate_dom_errors([&] { static_cast<xercesc::DOMProcessingInstruction*>(decl)->setData(data.c_str()); });
+}
+
+namespace {
 
 bool is_character_data(short type) noexcept
 {
     return type == DOMNode::TEXT_NODE || type == DOMNode::CDATA_SECTION_NODE || type == DOMNode::COMMENT_NODE;
-}
-
-// The node as the Xerces-C type T when it is of the given node type.
-template <class T>
-T* as(DOMNode* node, short type) noexcept
-{
-    return node && node->getNodeType() == type ? static_cast<T*>(node) : nullptr;
 }
 
 xercesc::DOMCharacterData* as_character_data(DOMNode* node) noexcept
@@ -41,26 +134,13 @@ xercesc::DOMCharacterData* as_character_data(DOMNode* node) noexcept
     return node && is_character_data(node->getNodeType()) ? static_cast<xercesc::DOMCharacterData*>(node) : nullptr;
 }
 
-bool read_only(const DOMNode* node) noexcept
+// A document type that no document has yet belongs to the document that
+// createDocument makes with it; Xerces-C 3.2 would take it in and later
+// free it twice.
+void refuse_orphan(const DOMNode* child)
 {
-    return xercesc::castToNodeImpl(node)->isReadOnly();
-}
-
-DOMNode* require(DOMNode* node)
-{
-    if (!node)
-        throw_dom_exception(DOM_DOMException::INVALID_STATE_ERR);
-    return node;
-}
-
-// The node as T for a change: the null node and nodes of another type refuse.
-template <class T>
-T* require_as(DOMNode* node, short type)
-{
-    require(node);
-    if (node->getNodeType() != type)
-        throw_dom_exception(DOM_DOMException::NOT_SUPPORTED_ERR);
-    return static_cast<T*>(node);
+    if (child->getNodeType() == DOMNode::DOCUMENT_TYPE_NODE && !child->getOwnerDocument())
+        throw_dom_exception(DOM_DOMException::WRONG_DOCUMENT_ERR);
 }
 
 // Xerces-C 3.2 refuses to insert a proper ancestor of the new parent, but
@@ -208,6 +288,8 @@ xercesc::DOMDocument* copy_document(const DOMNode* source)
         // Xerces-C imports each child deeply; an entity reference gets its
         // expansion from the copy's document type, not from the source.
         auto copy_one = [&](const DOMNode* node) -> Copied {
+            if (is_xml_decl(node))
+                return {make_xml_decl(copy, xml_decl_fields(node)), false};
             const bool element = node->getNodeType() == DOMNode::ELEMENT_NODE;
             return {DocumentImport::run(copy, node, !element), element};
         };
@@ -221,6 +303,36 @@ xercesc::DOMDocument* copy_document(const DOMNode* source)
 
 } // namespace
 
+DOMNode* xmlutil_detail::import_node(xercesc::DOMDocument* into, const DOMNode* source, bool deep)
+{
+    auto import_one = [into](const DOMNode* node, bool nodeDeep) -> DOMNode* {
+        if (is_xml_decl(node))
+            return make_xml_decl(into, xml_decl_fields(node));
+        // The interface's importNode refuses document types; Xerces-C's own
+        // import would crash on one that no document has.
+        if (node->getNodeType() == DOMNode::DOCUMENT_TYPE_NODE && !node->getOwnerDocument()) {
+            const auto* type = static_cast<const xercesc::DOMDocumentType*>(node);
+            return static_cast<xercesc::DOMDocumentImpl*>(into)->createDocumentType(
+                type->getName(), type->getPublicId(), type->getSystemId());
+        }
+        if (node->getNodeType() == DOMNode::DOCUMENT_TYPE_NODE)
+            return DocumentImport::run(into, node, true);
+        return into->importNode(node, nodeDeep);
+    };
+    const short type = source->getNodeType();
+    // An entity reference takes its expansion from the new document's type.
+    if (!deep || type == DOMNode::ENTITY_REFERENCE_NODE || !has_copied_children(type))
+        return import_one(source, deep);
+    // Xerces-C imports a subtree by recursion: one level at a time here.
+    DOMNode* top = import_one(source, false);
+    auto copy_one = [&](const DOMNode* node) -> Copied {
+        const bool element = node->getNodeType() == DOMNode::ELEMENT_NODE;
+        return {import_one(node, !element), element};
+    };
+    copy_descendants(source, top, copy_one, [](DOMNode*) {});
+    return top;
+}
+
 // ---- DOM_Node ---------------------------------------------------------------
 
 DOMString DOM_Node::getNodeName() const
@@ -230,12 +342,17 @@ DOMString DOM_Node::getNodeName() const
 
 DOMString DOM_Node::getNodeValue() const
 {
-    return fImpl ? DOMString(fImpl->getNodeValue()) : DOMString();
+    if (!fImpl || getNodeType() == XML_DECL_NODE)
+        return DOMString();
+    return DOMString(fImpl->getNodeValue());
 }
 
 void DOM_Node::setNodeValue(const DOMString& value)
 {
     DOMNode* node = require(fImpl);
+    // A declaration has no value, like an element.
+    if (getNodeType() == XML_DECL_NODE)
+        return;
     translate_dom_errors([&] { node->setNodeValue(arg(value)); });
 }
 
@@ -263,7 +380,7 @@ DOM_NodeList DOM_Node::getChildNodes() const
 
 DOM_NamedNodeMap DOM_Node::getAttributes() const
 {
-    return fImpl ? HandleAccess::map(fImpl->getAttributes(), fShare) : DOM_NamedNodeMap();
+    return fImpl ? HandleAccess::map(fImpl->getAttributes(), fShare, fImpl) : DOM_NamedNodeMap();
 }
 
 DOM_Document DOM_Node::getOwnerDocument() const
@@ -276,6 +393,7 @@ DOM_Node DOM_Node::insertBefore(const DOM_Node& newChild, const DOM_Node& refChi
     DOMNode* node = require(fImpl);
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
+    refuse_orphan(newChild.fImpl);
     refuse_cycle(node, newChild.fImpl);
     return DOM_Node(change_structure(fShare, [&] { return node->insertBefore(newChild.fImpl, refChild.fImpl); }),
                     fShare);
@@ -288,6 +406,7 @@ DOM_Node DOM_Node::replaceChild(const DOM_Node& newChild, const DOM_Node& oldChi
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
     if (!oldChild.fImpl)
         throw_dom_exception(DOM_DOMException::NOT_FOUND_ERR);
+    refuse_orphan(newChild.fImpl);
     refuse_cycle(node, newChild.fImpl);
     if (newChild.fImpl == oldChild.fImpl) {
         // A child put in its own place stays there; Xerces-C 3.2 would take
@@ -315,6 +434,7 @@ DOM_Node DOM_Node::appendChild(const DOM_Node& newChild)
     DOMNode* node = require(fImpl);
     if (!newChild.fImpl)
         throw_dom_exception(DOM_DOMException::HIERARCHY_REQUEST_ERR);
+    refuse_orphan(newChild.fImpl);
     refuse_cycle(node, newChild.fImpl);
     return DOM_Node(change_structure(fShare, [&] { return node->appendChild(newChild.fImpl); }), fShare);
 }
@@ -329,6 +449,9 @@ DOM_Node DOM_Node::cloneNode(bool deep) const
             return copy_document(fImpl);
         if (deep && has_copied_children(type))
             return copy_subtree(fImpl);
+        // Xerces-C 3.2 crashes copying a document type that no document has.
+        if (type == DOMNode::DOCUMENT_TYPE_NODE && !fImpl->getOwnerDocument())
+            return copy_orphan_type(static_cast<const xercesc::DOMDocumentType*>(fImpl));
         return fImpl->cloneNode(deep);
     });
     // A document copies into a new document, which needs an owner of its own.
@@ -336,6 +459,9 @@ DOM_Node DOM_Node::cloneNode(bool deep) const
     // that alive too.
     if (copy && copy->getNodeType() == DOMNode::DOCUMENT_NODE)
         return HandleAccess::adopt(static_cast<xercesc::DOMDocument*>(copy), full_share(fShare)->memory);
+    // So does a copy of a document type that no document has yet.
+    if (copy && copy->getNodeType() == DOMNode::DOCUMENT_TYPE_NODE && !copy->getOwnerDocument())
+        return HandleAccess::adopt_orphan(static_cast<xercesc::DOMDocumentType*>(copy));
     return DOM_Node(copy, fShare);
 }
 
@@ -397,6 +523,25 @@ void DOM_Node::setPrefix(const DOMString& prefix)
 bool DOM_Node::hasAttributes() const
 {
     return fImpl && fImpl->getNodeType() == DOMNode::ELEMENT_NODE && fImpl->hasAttributes();
+}
+
+void* DOM_Node::getUserData() const
+{
+    if (!fImpl)
+        return nullptr;
+    const auto& table = full_share(fShare)->userData;
+    const auto found = table.find(fImpl);
+    return found == table.end() ? nullptr : found->second;
+}
+
+void DOM_Node::setUserData(void* data)
+{
+    DOMNode* node = require(fImpl);
+    auto& table = full_share(fShare)->userData;
+    if (data)
+        table[node] = data;
+    else
+        table.erase(node);
 }
 
 // ---- character data, processing instructions, document types, attributes --
@@ -530,12 +675,6 @@ DOMString DOM_ProcessingInstruction::getData() const
     return pi ? DOMString(pi->getData()) : DOMString();
 }
 
-DOMString DOM_DocumentType::getName() const
-{
-    auto* type = as<xercesc::DOMDocumentType>(fImpl, DOMNode::DOCUMENT_TYPE_NODE);
-    return type ? DOMString(type->getName()) : DOMString();
-}
-
 DOMString DOM_Attr::getName() const
 {
     auto* attr = as<xercesc::DOMAttr>(fImpl, DOMNode::ATTRIBUTE_NODE);
@@ -603,9 +742,7 @@ DOM_Attr DOM_Element::getAttributeNode(const DOMString& name) const
     return element ? HandleAccess::make<DOM_Attr>(element->getAttributeNode(arg(name)), fShare) : DOM_Attr();
 }
 
-namespace {
-
-DOM_NodeList elements_by_tag_name(DOMNode* root, DocumentCount* share, const DOMString& name)
+DOM_NodeList xmlutil_detail::elements_by_tag_name(DOMNode* root, DocumentCount* share, const DOMString& name)
 {
     if (!root)
         return DOM_NodeList();
@@ -616,8 +753,6 @@ DOM_NodeList elements_by_tag_name(DOMNode* root, DocumentCount* share, const DOM
     list->matchAll = list->name == u"*";
     return HandleAccess::list(list);
 }
-
-} // namespace
 
 DOM_NodeList DOM_Element::getElementsByTagName(const DOMString& name) const
 {
@@ -736,9 +871,15 @@ DOM_Attr DOM_Element::setAttributeNodeNS(DOM_Attr newAttr)
 
 DOM_NodeList DOM_Element::getElementsByTagNameNS(const DOMString& namespaceURI, const DOMString& localName) const
 {
-    if (!fImpl)
+    return elements_by_tag_name_ns(fImpl, fShare, namespaceURI, localName);
+}
+
+DOM_NodeList xmlutil_detail::elements_by_tag_name_ns(DOMNode* root, DocumentCount* share,
+                                                     const DOMString& namespaceURI, const DOMString& localName)
+{
+    if (!root)
         return DOM_NodeList();
-    auto* list = new NodeListImpl(fShare, fImpl);
+    auto* list = new NodeListImpl(share, root);
     list->deep = true;
     list->byNamespace = true;
     list->name = arg(localName);
@@ -754,175 +895,3 @@ bool DOM_Element::hasAttributeNS(const DOMString& namespaceURI, const DOMString&
     return element && element->getAttributeNodeNS(namespaceURI.rawBuffer(), arg(localName));
 }
 
-// ---- DOM_Document -------------------------------------------------------------
-
-DOM_Element DOM_Document::getDocumentElement() const
-{
-    auto* doc = as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return doc ? HandleAccess::make<DOM_Element>(doc->getDocumentElement(), fShare) : DOM_Element();
-}
-
-DOM_DocumentType DOM_Document::getDoctype() const
-{
-    auto* doc = as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return doc ? HandleAccess::make<DOM_DocumentType>(doc->getDoctype(), fShare) : DOM_DocumentType();
-}
-
-DOM_Element DOM_Document::createElement(const DOMString& tagName)
-{
-    auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return HandleAccess::make<DOM_Element>(translate_dom_errors([&] { return doc->createElement(arg(tagName)); }), fShare);
-}
-
-DOM_Text DOM_Document::createTextNode(const DOMString& data)
-{
-    auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return HandleAccess::make<DOM_Text>(translate_dom_errors([&] { return doc->createTextNode(arg(data)); }), fShare);
-}
-
-DOM_Comment DOM_Document::createComment(const DOMString& data)
-{
-    auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return HandleAccess::make<DOM_Comment>(translate_dom_errors([&] { return doc->createComment(arg(data)); }), fShare);
-}
-
-DOM_CDATASection DOM_Document::createCDATASection(const DOMString& data)
-{
-    auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return HandleAccess::make<DOM_CDATASection>(translate_dom_errors([&] { return doc->createCDATASection(arg(data)); }), fShare);
-}
-
-DOM_ProcessingInstruction DOM_Document::createProcessingInstruction(const DOMString& target, const DOMString& data)
-{
-    auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return HandleAccess::make<DOM_ProcessingInstruction>(
-        translate_dom_errors([&] { return doc->createProcessingInstruction(arg(target), arg(data)); }), fShare);
-}
-
-DOM_EntityReference DOM_Document::createEntityReference(const DOMString& name)
-{
-    auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return HandleAccess::make<DOM_EntityReference>(translate_dom_errors([&] { return doc->createEntityReference(arg(name)); }), fShare);
-}
-
-DOM_Attr DOM_Document::createAttribute(const DOMString& name)
-{
-    auto* doc = require_as<xercesc::DOMDocument>(fImpl, DOMNode::DOCUMENT_NODE);
-    return HandleAccess::make<DOM_Attr>(translate_dom_errors([&] { return doc->createAttribute(arg(name)); }), fShare);
-}
-
-DOM_NodeList DOM_Document::getElementsByTagName(const DOMString& name) const
-{
-    return elements_by_tag_name(fImpl, fShare, name);
-}
-
-// ---- DOM_NamedNodeMap -----------------------------------------------------------
-
-DOM_NamedNodeMap::DOM_NamedNodeMap(xercesc::DOMNamedNodeMap* map, DocumentCount* share) noexcept
-    : fImpl(map), fShare(share)
-{
-    retain(fShare);
-}
-
-DOM_NamedNodeMap::DOM_NamedNodeMap(const DOM_NamedNodeMap& other) noexcept : fImpl(other.fImpl), fShare(other.fShare)
-{
-    retain(fShare);
-}
-
-DOM_NamedNodeMap::~DOM_NamedNodeMap()
-{
-    release(fShare);
-}
-
-DOM_NamedNodeMap& DOM_NamedNodeMap::operator=(const DOM_NamedNodeMap& other) noexcept
-{
-    retain(other.fShare);
-    release(fShare);
-    fImpl = other.fImpl;
-    fShare = other.fShare;
-    return *this;
-}
-
-DOM_NamedNodeMap& DOM_NamedNodeMap::operator=(const DOM_NullPtr*) noexcept
-{
-    release(fShare);
-    fImpl = nullptr;
-    fShare = nullptr;
-    return *this;
-}
-
-bool xmlutil_detail::classic_attribute_before(const xercesc::DOMNode* a, const xercesc::DOMNode* b) noexcept
-{
-    const XMLCh* left = a->getNodeName();
-    const XMLCh* right = b->getNodeName();
-    const XMLSize_t leftLength = xercesc::XMLString::stringLen(left);
-    const XMLSize_t rightLength = xercesc::XMLString::stringLen(right);
-    if (leftLength != rightLength)
-        return leftLength < rightLength;
-    return std::u16string_view(left, leftLength) < std::u16string_view(right, rightLength);
-}
-
-xercesc::DOMNode* xmlutil_detail::classic_attribute(const xercesc::DOMNamedNodeMap* map, XMLSize_t index)
-{
-    const XMLSize_t count = map->getLength();
-    if (index >= count)
-        return nullptr;
-    // Selection rather than a sort: a loop over item(i) stays quadratic, not
-    // worse, on an element with thousands of attributes.
-    std::vector<xercesc::DOMNode*> attributes(count);
-    for (XMLSize_t i = 0; i < count; ++i)
-        attributes[i] = map->item(i);
-    std::nth_element(attributes.begin(), attributes.begin() + static_cast<std::ptrdiff_t>(index), attributes.end(),
-                     classic_attribute_before);
-    return attributes[index];
-}
-
-unsigned int DOM_NamedNodeMap::getLength() const
-{
-    return fImpl ? static_cast<unsigned int>(fImpl->getLength()) : 0;
-}
-
-DOM_Node DOM_NamedNodeMap::item(unsigned int index) const
-{
-    return fImpl ? HandleAccess::make<DOM_Node>(classic_attribute(fImpl, index), fShare) : DOM_Node();
-}
-
-DOM_Node DOM_NamedNodeMap::getNamedItem(const DOMString& name) const
-{
-    return fImpl ? HandleAccess::make<DOM_Node>(fImpl->getNamedItem(arg(name)), fShare) : DOM_Node();
-}
-
-// ---- DOM_DOMImplementation ------------------------------------------------------
-
-namespace {
-
-xercesc::DOMImplementation* core_implementation()
-{
-    static const XMLCh core[] = {u'C', u'o', u'r', u'e', 0};
-    ensure_platform();
-    return xercesc::DOMImplementationRegistry::getDOMImplementation(core);
-}
-
-} // namespace
-
-DOM_DOMImplementation DOM_DOMImplementation::getImplementation()
-{
-    return DOM_DOMImplementation();
-}
-
-bool DOM_DOMImplementation::hasFeature(const DOMString& feature, const DOMString& version) const
-{
-    return core_implementation()->hasFeature(arg(feature), version.rawBuffer());
-}
-
-DOM_Document DOM_DOMImplementation::createDocument(const DOMString& namespaceURI, const DOMString& qualifiedName,
-                                                   const DOM_DocumentType& doctype)
-{
-    xercesc::DOMImplementation* impl = core_implementation();
-    DOMNode* given = HandleAccess::node(doctype);
-    auto* type = as<xercesc::DOMDocumentType>(given, DOMNode::DOCUMENT_TYPE_NODE);
-    if (given && !type)
-        throw_dom_exception(DOM_DOMException::NOT_SUPPORTED_ERR);
-    return HandleAccess::adopt(translate_dom_errors(
-        [&] { return impl->createDocument(namespaceURI.rawBuffer(), arg(qualifiedName), type); }));
-}

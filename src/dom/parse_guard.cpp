@@ -724,6 +724,22 @@ public:
         XercesDOMParser::endElement(element, uriId, isRoot, prefix);
     }
 
+    // Xerces-C's document keeps the standalone flag as a bool and an
+    // absent encoding as empty text; DOMParser's XMLDecl node needs the
+    // declaration as written.
+    void XMLDecl(const XMLCh* const versionStr, const XMLCh* const encodingStr, const XMLCh* const standaloneStr,
+                 const XMLCh* const actualEncStr) override
+    {
+        Declaration& declaration = fGuard.fDeclaration;
+        declaration.seen = true;
+        declaration.version = versionStr ? versionStr : u"";
+        declaration.hasEncoding = encodingStr && *encodingStr;
+        declaration.encoding = declaration.hasEncoding ? encodingStr : u"";
+        declaration.hasStandalone = standaloneStr && *standaloneStr;
+        declaration.standalone = declaration.hasStandalone ? standaloneStr : u"";
+        XercesDOMParser::XMLDecl(versionStr, encodingStr, standaloneStr, actualEncStr);
+    }
+
     void endDocument() override
     {
         // Xerces-C takes a zero character for the end of the input; after
@@ -821,6 +837,7 @@ std::unique_ptr<InputSource> ParseGuard::named_source(XercesDOMParser& parser, c
     } catch (const XMLException& e) {
         fExceeded = 0;
         fZeroStop = ZeroStop();
+        fDeclaration = Declaration();
         fScanned = false;
         fOwnErrors = 1;
         // As the scanner reports a name it cannot make a source of.
@@ -856,6 +873,7 @@ void ParseGuard::begin_run(XercesDOMParser& parser)
 {
     fExceeded = 0;
     fZeroStop = ZeroStop();
+    fDeclaration = Declaration();
     fScanned = true;
     fOwnErrors = 0;
     static_cast<Parser&>(parser).begin();

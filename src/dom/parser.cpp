@@ -32,7 +32,7 @@ xercesc::ErrorHandler* unhandled_reports()
 
 } // namespace
 
-DOMParser::DOMParser(xercesc::XMLValidator* valToAdopt) : fDocument(nullptr), fAdopted(false)
+DOMParser::DOMParser(xercesc::XMLValidator* valToAdopt) : fDocument(nullptr), fAdopted(false), fCreateXMLDecl(false)
 {
     ensure_platform();
     fGuard = std::make_shared<ParseGuard>();
@@ -184,6 +184,16 @@ bool DOMParser::getValidationSchemaFullChecking() const
     return fParser->getValidationSchemaFullChecking();
 }
 
+void DOMParser::setToCreateXMLDeclTypeNode(bool create)
+{
+    fCreateXMLDecl = create;
+}
+
+bool DOMParser::getToCreateXMLDeclTypeNode() const
+{
+    return fCreateXMLDecl;
+}
+
 int DOMParser::getErrorCount() const
 {
     return static_cast<int>(fGuard->error_count(*fParser));
@@ -200,12 +210,34 @@ void DOMParser::reset()
 
 namespace {
 
+// Puts the declaration the parse read, if any, first into its document, as
+// the classic parser did while building; a partial document gets it too.
+void add_xml_decl(XercesDOMParser& parser, const ParseGuard& guard) noexcept
+{
+    const ParseGuard::Declaration& read = guard.declaration();
+    xercesc::DOMDocument* doc = parser.getDocument();
+    if (!read.seen || !doc)
+        return;
+    try {
+        XmlDeclFields fields;
+        fields.hasVersion = true;
+        fields.version = read.version;
+        fields.hasEncoding = read.hasEncoding;
+        fields.encoding = read.encoding;
+        fields.hasStandalone = read.hasStandalone;
+        fields.standalone = read.standalone;
+        doc->insertBefore(make_xml_decl(doc, fields), doc->getFirstChild());
+    } catch (...) {
+        // Out of memory: the document stays as Xerces-C built it.
+    }
+}
+
 // Runs one parse. The previous document stays with whoever holds handles to
 // it; the new one is adopted lazily by getDocument(). Cached grammars are
 // used when the program asked for them either way.
 template <class F>
-auto run_parse(XercesDOMParser& parser, DocumentCount*& current, bool& adopted, bool reuseGrammar, F&& parse)
-    -> decltype(parse())
+void run_parse(DOMParser& owner, XercesDOMParser& parser, DocumentCount*& current, bool& adopted, bool reuseGrammar,
+               F&& parse)
 {
     HandleAccess::let_go(current);
     current = nullptr;
@@ -217,7 +249,16 @@ auto run_parse(XercesDOMParser& parser, DocumentCount*& current, bool& adopted, 
     } restore{parser, parser.isUsingCachedGrammarInParse()};
     if (reuseGrammar)
         parser.useCachedGrammarInParse(true);
-    return translate_dom_errors(parse);
+    const bool withDecl = owner.getToCreateXMLDeclTypeNode();
+    try {
+        translate_dom_errors(parse);
+    } catch (...) {
+        if (withDecl)
+            add_xml_decl(parser, HandleAccess::guard(owner));
+        throw;
+    }
+    if (withDecl)
+        add_xml_decl(parser, HandleAccess::guard(owner));
 }
 
 // 16-bit text of a system id given in the local code page.
@@ -233,17 +274,17 @@ std::u16string wide_id(const char* systemId)
 
 void DOMParser::parse(const char* systemId, bool reuseGrammar)
 {
-    run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, systemId); });
+    run_parse(*this, *fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, systemId); });
 }
 
 void DOMParser::parse(const xercesc::InputSource& source, bool reuseGrammar)
 {
-    run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, source); });
+    run_parse(*this, *fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, source); });
 }
 
 void DOMParser::parse(const XMLCh* systemId, bool reuseGrammar)
 {
-    run_parse(*fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, systemId); });
+    run_parse(*this, *fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, systemId); });
 }
 
 DOM_Document DOMParser::getDocument()

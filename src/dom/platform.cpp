@@ -122,7 +122,10 @@ void DOM_Node::destroyShare(xmlutil_detail::DocumentCount* count) noexcept
     if (share->keepers.fetch_sub(1, std::memory_order_acq_rel) != 1)
         return;
     xmlutil_detail::remove_document(share);
-    share->doc->release();
+    if (share->doc)
+        share->doc->release();
+    else if (share->orphan)
+        share->orphan->release(); // a document type no document took
     delete share;
 }
 
