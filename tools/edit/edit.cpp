@@ -224,6 +224,17 @@ private:
         return !fEol.empty();
     }
 
+    // Where "<a />" turns into "<a>...</a>": the white space before "/>"
+    // has nothing to separate any more.
+    std::size_t empty_tag_close(std::uint32_t e) const
+    {
+        std::size_t at = fDoc.element(e).end - 2;
+        while (fText[at - 1] == ' ' || fText[at - 1] == '\t' || fText[at - 1] == '\n' || fText[at - 1] == '\r') {
+            --at;
+        }
+        return at;
+    }
+
     // One level of indentation as the document uses it.
     std::string indent_step() const
     {
@@ -331,7 +342,7 @@ private:
                 new_markup(parent, names, 0, value, has_value, indent + fStep, lines, p.depth + 1, made);
             const std::string inner = lines ? fEol + indent + fStep + markup + fEol + indent : markup;
             if (p.empty_tag) {
-                fSplice.begin = p.end - 2;
+                fSplice.begin = empty_tag_close(parent);
                 fSplice.end = p.end;
                 fSplice.text = ">" + inner + "</" + fDoc.name(parent) + ">";
             } else {
@@ -361,7 +372,7 @@ private:
             if (value.empty()) {
                 return;
             }
-            fSplice.begin = span.end - 2;
+            fSplice.begin = empty_tag_close(e);
             fSplice.end = span.end;
             fSplice.text = ">" + escape_text(value, fIn.encoding) + "</" + fDoc.name(e) + ">";
         } else if (fDoc.single_cdata(e, inside_begin, inside_end) && value.find("]]>") == std::string::npos &&

@@ -443,6 +443,267 @@ case_set_malformed_xml() {
     same_file "$data/malformed.xml" conf/malformed.xml
 }
 
+# ---- minimal-diff edits -------------------------------------------------------------
+
+# A child POM: <parent><version> comes first, the project's own <version> is
+# a direct child of the root; both in the default namespace.
+case_pom_own_version() {
+    cp "$data/pom.xml" conf/pom.xml
+    run get conf/pom.xml project/version
+    expect 0 $'1.4.2-SNAPSHOT\n' ""
+    run get conf/pom.xml project/parent/version
+    expect 0 $'7\n' ""
+    run get conf/pom.xml project/dependencies/dependency/version
+    expect 0 $'4.13.2\n' ""
+    run get conf/pom.xml "project/dependencies/dependency[artifactId='junit']/scope"
+    expect 0 $'test\n' ""
+    run set conf/pom.xml project/version 1.4.2
+    expect 0 "" ""
+    same_file "$data/pom-release.xml" conf/pom.xml
+}
+
+case_namespace_prefixes() {
+    cp "$data/pom.xml" conf/pom.xml
+    local m='m=http://maven.apache.org/POM/4.0.0'
+    run get -N "$m" conf/pom.xml m:project/m:version
+    expect 0 $'1.4.2-SNAPSHOT\n' ""
+    run get -N "$m" conf/pom.xml /m:project/m:parent/m:artifactId
+    expect 0 $'parent\n' ""
+    # The file's prefix does not matter, the namespace does.
+    run get -N x=http://www.w3.org/2001/XMLSchema-instance -N "$m" conf/pom.xml m:project/@x:schemaLocation
+    expect 0 $'http://maven.apache.org/POM/4.0.0 http://maven.apache.org/xsd/maven-4.0.0.xsd\n' ""
+    run get -N m=urn:other conf/pom.xml m:project/m:version
+    expect 1 $'\n' ""
+    run get conf/pom.xml m:project/m:version
+    expect 1 $'\n' ""
+    # A new element in the default namespace is written without a prefix.
+    run set -N "$m" conf/pom.xml m:project/m:name demo
+    expect 0 "" ""
+    run get conf/pom.xml project/name
+    expect 0 $'demo\n' ""
+    grep -q '^  <name>demo</name>$' conf/pom.xml || fail "name not added in the POM's layout"
+}
+
+case_app_settings_attribute_crlf() {
+    cp "$data/web.config" conf/web.config
+    run get conf/web.config "configuration/appSettings/add[@key='x']/@value"
+    expect 0 $'old\n' ""
+    run get conf/web.config 'configuration/appSettings/add[@key="timeout"]/@value'
+    expect 0 $'30\n' ""
+    run set conf/web.config "configuration/appSettings/add[@key='x']/@value" 'new & <shiny>'
+    expect 0 "" ""
+    same_file "$data/web-after-set.config" conf/web.config
+    run set conf/web.config "configuration/appSettings/add[@key='nope']/@value" 1
+    expect 1 "" $'xmlutil: no match for \'configuration/appSettings/add[@key=\'nope\']/@value\' in conf/web.config\n'
+    same_file "$data/web-after-set.config" conf/web.config
+}
+
+case_add_keeps_layout_and_crlf() {
+    cp "$data/web.config" conf/web.config
+    run add conf/web.config configuration/appSettings/add
+    expect 0 "" ""
+    run set conf/web.config configuration/connectionStrings/add/@name db
+    expect 0 "" ""
+    same_file "$data/web-after-add.config" conf/web.config
+    run get --all conf/web.config configuration/appSettings/add/@key
+    expect 0 $'timeout\nx\nmode\n' ""
+    # After the last sibling of the name, else after the last child.
+    printf '<r>\n    <a>1</a>\n    <b>2</b>\n</r>\n' > conf/r.xml
+    run add conf/r.xml r/a 3
+    run add conf/r.xml r/c
+    expect 0 "" ""
+    printf '<r>\n    <a>1</a>\n    <a>3</a>\n    <b>2</b>\n    <c/>\n</r>\n' > want.xml
+    same_file want.xml conf/r.xml
+    run add conf/r.xml r 1
+    expect 2 "" $'xmlutil: \'r\': a document has one root element\n'
+    run add conf/r.xml 'r/a[1]' 1
+    expect 2 "" $'xmlutil: \'r/a[1]\': add takes a path whose last step is an element name\n'
+    run add conf/r.xml r/x/y 1
+    expect 1 "" $'xmlutil: no match for \'r/x/y\' in conf/r.xml\n'
+}
+
+case_delete_elements_and_attributes() {
+    cp "$data/pom.xml" conf/pom.xml
+    run delete conf/pom.xml project/packaging
+    expect 0 "" ""
+    run delete conf/pom.xml project/dependencies/dependency/scope
+    expect 0 "" ""
+    run delete conf/pom.xml project/@xsi:schemaLocation
+    expect 0 "" ""
+    grep -v '<packaging>\|<scope>' "$data/pom.xml" |
+        sed -e 's|^         xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"$|         xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance">|' \
+            -e '/^         xsi:schemaLocation=/d' > want.xml
+    same_file want.xml conf/pom.xml
+    printf '<r><a>1</a><b x="1" y="2">2</b></r>' > conf/r.xml
+    run delete conf/r.xml r/a
+    run delete conf/r.xml r/b/@x
+    expect 0 "" ""
+    printf '<r><b y="2">2</b></r>' > want.xml
+    same_file want.xml conf/r.xml
+    run delete conf/r.xml 'r/b/text()'
+    printf '<r><b y="2"></b></r>' > want.xml
+    same_file want.xml conf/r.xml
+    run delete conf/r.xml r/c
+    expect 1 "" $'xmlutil: no match for \'r/c\' in conf/r.xml\n'
+    run delete conf/r.xml r/b/@z
+    expect 1 "" $'xmlutil: no match for \'r/b/@z\' in conf/r.xml\n'
+    run delete conf/r.xml r
+    expect 2 "" $'xmlutil: \'r\': the root element cannot be deleted\n'
+    same_file want.xml conf/r.xml
+}
+
+# DOCTYPE and internal subset, entity references, comments, CDATA and
+# xml:space="preserve" text stay as they were; only the values change.
+case_set_keeps_doctype_entities_cdata() {
+    cp "$data/features.xml" conf/f.xml
+    run get conf/f.xml settings/owner
+    expect 0 $'Example & Sons\n' ""
+    run get conf/f.xml settings/motd
+    expect 0 $'  Welcome\n    all  \n' ""
+    run set conf/f.xml settings/script 'if (a > b && c) { stop(); }'
+    expect 0 "" ""
+    run set conf/f.xml settings/motd '  Bye  '
+    run set conf/f.xml 'settings/名前' '新しい値'
+    run set conf/f.xml settings/empty 'x < y'
+    run set conf/f.xml settings/@lang '日本'
+    expect 0 "" ""
+    same_file "$data/features-after-set.xml" conf/f.xml
+    run get conf/f.xml 'settings/名前/@単位'
+    expect 0 $'個\n' ""
+    run get conf/f.xml settings/motd
+    expect 0 $'  Bye  \n' ""
+    # A CDATA section cannot hold "]]>": the value becomes escaped text.
+    run set conf/f.xml settings/script 'a ]]> b'
+    expect 0 "" ""
+    grep -q '^  <script>a ]]&gt; b</script>$' conf/f.xml || fail "]]> not escaped"
+    run get conf/f.xml settings/script
+    expect 0 $'a ]]> b\n' ""
+}
+
+case_utf8_names_and_values_round_trip() {
+    printf '<設定>\n  <名字>值</名字>\n</設定>\n' > conf/cjk.xml
+    run get conf/cjk.xml 設定/名字
+    expect 0 $'值\n' ""
+    run set conf/cjk.xml 設定/名字 '新值 ü'
+    run set conf/cjk.xml 設定/地址/@城市 北京
+    expect 0 "" ""
+    printf '<設定>\n  <名字>新值 ü</名字>\n  <地址 城市="北京"/>\n</設定>\n' > want.xml
+    same_file want.xml conf/cjk.xml
+    run list conf/cjk.xml 設定
+    expect 0 $'名字\t新值 ü\n地址\t\n' ""
+    # The C locale's ASCII takes UTF-8; other bytes beyond ASCII are refused.
+    LC_ALL=C run get conf/cjk.xml 設定/名字
+    expect 0 $'新值 ü\n' ""
+    LC_ALL=C run get conf/cjk.xml $'\xe9'
+    expect 2 "" $'xmlutil: PATH is not valid UTF-8\n'
+    LC_ALL=C run set conf/cjk.xml 設定/名字 $'caf\xe9'
+    expect 2 "" $'xmlutil: VALUE is not valid UTF-8\n'
+    same_file want.xml conf/cjk.xml
+}
+
+case_utf16_files() {
+    local order
+    for order in le be; do
+        cp "$data/utf16$order.xml" conf/u.xml
+        run get conf/u.xml r/name
+        expect 0 $'名\n' ""
+        run set conf/u.xml r/name '中文 ü'
+        expect 0 "" ""
+        run add conf/u.xml r/item '€'
+        expect 0 "" ""
+        same_file "$data/utf16$order-after.xml" conf/u.xml
+    done
+}
+
+case_latin1_file_takes_references() {
+    cp "$data/latin1.xml" conf/l.xml
+    run set conf/l.xml r/name '中文 café'
+    expect 0 "" ""
+    run set conf/l.xml r/@t 'ü€'
+    expect 0 "" ""
+    same_file "$data/latin1-after.xml" conf/l.xml
+    run get conf/l.xml r/name
+    expect 0 $'中文 café\n' ""
+    # Names take no references.
+    run set conf/l.xml r/名 x
+    expect 2 "" $'xmlutil: the name \'名\' cannot be written in the file\'s encoding ISO-8859-1, and a name cannot hold a character reference\n'
+    run set conf/l.xml r/@€ x
+    expect 2 "" $'xmlutil: the name \'€\' cannot be written in the file\'s encoding ISO-8859-1, and a name cannot hold a character reference\n'
+    same_file "$data/latin1-after.xml" conf/l.xml
+}
+
+case_dry_run_prints_diff() {
+    run set --dry-run conf/config.xml service/database/port 6543
+    expect 0 '--- conf/config.xml
++++ conf/config.xml
+@@ -3,7 +3,7 @@
+ <service name="orders" version="2">
+     <database driver="postgres">
+         <host>db.example.local</host>
+-        <port>5432</port>
++        <port>6543</port>
+         <user role="reader">report</user>
+         <timeout unit="s">  30  </timeout>
+     </database>
+' ""
+    run delete --dry-run conf/config.xml 'service/servers/server[last()]'
+    expect 0 '--- conf/config.xml
++++ conf/config.xml
+@@ -15,7 +15,6 @@
+     <servers>
+         <server name="alpha" weight="3">10.0.0.1</server>
+         <server name="beta" weight="1">10.0.0.2</server>
+-        <server name="gamma" weight="2">10.0.0.3</server>
+     </servers>
+     <greeting>Gr&#252;&#223;e &amp; welcome</greeting>
+     <motd>Orders close at 18:00.
+' ""
+    printf '<r>1</r>' > conf/short.xml
+    run set --dry-run conf/short.xml r 2
+    expect 0 '--- conf/short.xml
++++ conf/short.xml
+@@ -1 +1 @@
+-<r>1</r>
+\ No newline at end of file
++<r>2</r>
+\ No newline at end of file
+' ""
+    run set --dry-run conf/short.xml r 1
+    expect 0 "" ""
+    same_file "$data/config.xml" conf/config.xml
+    printf '<r>1</r>' > want.xml
+    same_file want.xml conf/short.xml
+}
+
+case_output_option() {
+    run set -o conf/out.xml conf/config.xml service/database/port 6543
+    expect 0 "" ""
+    sed 's|<port>5432</port>|<port>6543</port>|' "$data/config.xml" > want.xml
+    same_file want.xml conf/out.xml
+    same_file "$data/config.xml" conf/config.xml
+    run set conf/config.xml -o - service/database/port 6543
+    expect_out_file 0 want.xml ""
+    same_file "$data/config.xml" conf/config.xml
+    input=conf/config.xml run delete --output=- - service/servers
+    expect 0 "$(sed '/<servers>/,/<\/servers>/d' "$data/config.xml")"$'\n' ""
+    only_files "config.xml out.xml "
+}
+
+case_unexpandable_entities_are_refused() {
+    printf 'from a file\n' > conf/part.txt
+    printf '<!DOCTYPE c [\n<!ENTITY f SYSTEM "part.txt">\n]>\n<c><a>&f;</a></c>\n' > conf/ext.xml
+    run get conf/ext.xml c/a
+    expect 3 "" $'xmlutil: conf/ext.xml: refers to the external entity \'part.txt\', which xmlutil does not read\n'
+    printf '<!DOCTYPE c [\n<!ENTITY m "<b>x</b>">\n]>\n<c><a>&m;</a><d>1</d></c>\n' > conf/markup.xml
+    run get conf/markup.xml c/a
+    expect 3 "" $'xmlutil: an entity holds markup, which xmlutil does not expand\n'
+    # Elsewhere in the file such a reference stays as it is.
+    run set conf/markup.xml c/d 2
+    expect 0 "" ""
+    printf '<!DOCTYPE c [\n<!ENTITY m "<b>x</b>">\n]>\n<c><a>&m;</a><d>2</d></c>\n' > want.xml
+    same_file want.xml conf/markup.xml
+}
+
 # ---- list -----------------------------------------------------------------------
 
 case_list_children() {
