@@ -353,6 +353,7 @@ private:
             index = parent + 1;
         }
         fExpected.insert(fExpected.begin() + index, made.begin(), made.end());
+        fLayoutChanged = parent;
     }
 
     void set_text(std::uint32_t e, const std::string& value)
@@ -526,6 +527,7 @@ private:
             }
         }
         fExpected.erase(fExpected.begin() + e, fExpected.begin() + subtree_end(fDoc, e));
+        fLayoutChanged = span.parent;
     }
 
     edit_result finish() const
@@ -543,11 +545,26 @@ private:
         file_encoding again;
         const xml_doc after(decode_file(result.bytes, again, label));
         const std::vector<record> got = flatten(after);
-        if (got != fExpected) {
-            std::size_t i = 0;
-            while (i < got.size() && i < fExpected.size() && got[i] == fExpected[i]) {
-                ++i;
+        const auto same = [this](const record& a, const record& b, std::size_t i) {
+            if (i != fLayoutChanged) {
+                return a == b;
             }
+            // The parent of an added or removed element gains or loses
+            // line breaks and indentation among its text.
+            const auto no_space = [](std::string text) {
+                text.erase(std::remove_if(text.begin(), text.end(),
+                                          [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }),
+                           text.end());
+                return text;
+            };
+            return a.depth == b.depth && a.name == b.name && a.attributes == b.attributes &&
+                   no_space(a.text) == no_space(b.text);
+        };
+        std::size_t i = 0;
+        while (i < got.size() && i < fExpected.size() && same(got[i], fExpected[i], i)) {
+            ++i;
+        }
+        if (i < got.size() || i < fExpected.size()) {
             const std::string what = i < got.size() ? "<" + got[i].name + ">" : "the end of the document";
             throw failure(3, "refusing to save " + label + ": the edited document would read back differently at " +
                                  what + "; the file is unchanged");
@@ -566,6 +583,7 @@ private:
     std::vector<record> fBefore;
     std::vector<record> fExpected;
     splice fSplice;
+    std::size_t fLayoutChanged = static_cast<std::size_t>(-1); // a record compared without white space
 };
 
 std::vector<std::string> split_lines(const std::string& text)

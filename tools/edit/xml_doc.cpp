@@ -368,7 +368,7 @@ void xml_doc::scan_doctype(std::size_t& at)
                     }
                 }
                 // Past quoted strings up to the declaration's end.
-                at = end;
+                at = end == p ? p : end + 1;
                 while (s[at] != '>') {
                     if (s[at] == '"' || s[at] == '\'') {
                         at = s.find(s[at], at + 1);

@@ -580,6 +580,27 @@ case_set_keeps_doctype_entities_cdata() {
     expect 0 $'a ]]> b\n' ""
 }
 
+case_internal_subset_is_read_and_kept() {
+    printf '<!DOCTYPE doc [\n  <!ENTITY a "x">\n  <!ENTITY b '"'"'y "z"'"'"'>\n  <!ATTLIST doc v CDATA "]>">\n]>\n<doc t="&a;&b;"><p>&a;-&b;</p><q/></doc>\n' > conf/d.xml
+    cp conf/d.xml before.xml
+    run get conf/d.xml doc/p
+    expect 0 $'x-y "z"\n' ""
+    run get conf/d.xml doc/@t
+    expect 0 $'xy "z"\n' ""
+    run set conf/d.xml doc/q '&a;'
+    expect 0 "" ""
+    sed 's|<q/>|<q>\&amp;a;</q>|' before.xml > want.xml
+    same_file want.xml conf/d.xml
+    run get conf/d.xml doc/q
+    expect 0 $'&a;\n' ""
+    # Text beside child elements keeps its place when an element is added.
+    printf '<r>text <a/> more</r>' > conf/m.xml
+    run add conf/m.xml r/a 1
+    expect 0 "" ""
+    printf '<r>text <a/><a>1</a> more</r>' > want.xml
+    same_file want.xml conf/m.xml
+}
+
 case_utf8_names_and_values_round_trip() {
     printf '<設定>\n  <名字>值</名字>\n</設定>\n' > conf/cjk.xml
     run get conf/cjk.xml 設定/名字
