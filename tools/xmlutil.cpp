@@ -553,7 +553,6 @@ bool option_value(const std::string& arg, const char* long_name, const char* sho
 {
     const std::string long_opt = long_name ? long_name : "";
     const std::string short_opt = short_name ? short_name : "";
-    std::string::size_type prefix = 0;
     if (!long_opt.empty() && arg.compare(0, long_opt.size() + 1, long_opt + "=") == 0) {
         value = arg.substr(long_opt.size() + 1);
         return true;
@@ -569,7 +568,6 @@ bool option_value(const std::string& arg, const char* long_name, const char* sho
         value = argv[++i];
         return true;
     }
-    (void)prefix;
     return false;
 }
 

@@ -4,6 +4,7 @@
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/sax/EntityResolver.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
+#include <xercesc/sax2/DefaultHandler.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/sax2/SAX2XMLReader.hpp>
 #include <xercesc/sax2/XMLReaderFactory.hpp>
@@ -125,6 +126,28 @@ private:
                              ", char " + std::to_string(e.getColumnNumber()) + "): " + to_utf8(e.getMessage()));
     }
     std::string fLabel;
+};
+
+// Entities may multiply a small file into gigabytes of text, which the SAX
+// pass would read to the end; the library caps a parse at 64 MiB plus 256
+// bytes per byte of input, and so does the tool, counting characters.
+class text_budget final : public xercesc::DefaultHandler {
+public:
+    text_budget(const std::string& label, std::size_t input) : fLabel(label), fLeft((std::size_t(64) << 20) + 256 * input) {}
+    void characters(const XMLCh* const, const XMLSize_t length) override { spend(length); }
+    void ignorableWhitespace(const XMLCh* const, const XMLSize_t length) override { spend(length); }
+
+private:
+    void spend(XMLSize_t length)
+    {
+        if (length > fLeft) {
+            throw failure(3, fLabel + ": its entities expand to more text than xmlutil reads (64 MiB plus 256 "
+                                      "characters per byte of the file)");
+        }
+        fLeft -= length;
+    }
+    std::string fLabel;
+    std::size_t fLeft;
 };
 
 // The tool edits what is in the file: it reads no external entity, whose
@@ -285,6 +308,8 @@ void check_well_formed(const std::string& bytes, const std::string& label)
     reader->setProperty(XMLUni::fgXercesSecurityManager, &limits);
     strict_errors errors(label);
     no_external resolver(label);
+    text_budget budget(label, bytes.size());
+    reader->setContentHandler(&budget);
     reader->setErrorHandler(&errors);
     reader->setEntityResolver(&resolver);
     MemBufInputSource source(reinterpret_cast<const XMLByte*>(bytes.data()), bytes.size(), u"input", false);
@@ -547,6 +572,12 @@ std::string xml_doc::expand_reference(const std::string& name, bool attribute, i
         return out;
     }
     const auto found = fEntities.find(name);
+    if (found != fEntities.end()) {
+        fExpanded += found->second.size();
+        if (fExpanded > max_expanded * 4) {
+            throw failure(3, "the document's entities expand to more than 256 MiB of text");
+        }
+    }
     if (found == fEntities.end()) {
         throw failure(3, "the entity '" + name + "' is not declared in the document itself");
     }

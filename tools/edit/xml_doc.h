@@ -109,6 +109,7 @@ private:
     std::vector<element_span> fElements;
     std::vector<attribute_span> fAttributes;
     std::map<std::string, std::string> fEntities; // internal general entities: replacement text
+    mutable std::size_t fExpanded = 0;             // bytes of entity text expanded so far
 };
 
 // Parses `bytes` with Xerces-C, reading nothing outside them (no DTD, no

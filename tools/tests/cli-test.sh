@@ -725,6 +725,17 @@ case_unexpandable_entities_are_refused() {
     same_file want.xml conf/markup.xml
 }
 
+# 100 KB of entity text referenced 1,000 times: 100 MB of text from a
+# 100 KB file, beyond 64 MiB plus 256 characters per byte.
+case_entity_amplification_is_refused() {
+    awk 'BEGIN { printf "<!DOCTYPE r [<!ENTITY e \""; for (i = 0; i < 100000; i++) printf "x";
+                 printf "\">]><r>"; for (i = 0; i < 1000; i++) printf "&e;"; printf "</r>" }' > conf/amp.xml
+    run get conf/amp.xml r
+    expect 3 "" $'xmlutil: conf/amp.xml: its entities expand to more text than xmlutil reads (64 MiB plus 256 characters per byte of the file)\n'
+    run set conf/amp.xml r/@a 1
+    expect 3 "" $'xmlutil: conf/amp.xml: its entities expand to more text than xmlutil reads (64 MiB plus 256 characters per byte of the file)\n'
+}
+
 # ---- list -----------------------------------------------------------------------
 
 case_list_children() {
