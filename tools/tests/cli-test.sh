@@ -636,6 +636,26 @@ case_utf16_files() {
     done
 }
 
+case_utf8_bom_windows_1252_and_utf16_without_bom() {
+    printf '\xef\xbb\xbf<?xml version="1.0"?>\n<r><a>1</a></r>\n' > conf/bom.xml
+    run set conf/bom.xml r/a 'é'
+    expect 0 "" ""
+    printf '\xef\xbb\xbf<?xml version="1.0"?>\n<r><a>\xc3\xa9</a></r>\n' > want.xml
+    same_file want.xml conf/bom.xml
+    printf '<?xml version="1.0" encoding="windows-1252"?>\n<r><a>\x80</a></r>\n' > conf/w.xml
+    run get conf/w.xml r/a
+    expect 0 $'€\n' ""
+    run set conf/w.xml r/a '€ 中'
+    expect 0 "" ""
+    printf '<?xml version="1.0" encoding="windows-1252"?>\n<r><a>\x80 &#x4E2D;</a></r>\n' > want.xml
+    same_file want.xml conf/w.xml
+    printf '<?xml version="1.0" encoding="UTF-16"?>\n<r><a>x</a></r>\n' | iconv -f UTF-8 -t UTF-16LE > conf/u.xml
+    run set conf/u.xml r/a '中'
+    expect 0 "" ""
+    printf '<?xml version="1.0" encoding="UTF-16"?>\n<r><a>中</a></r>\n' | iconv -f UTF-8 -t UTF-16LE > want.xml
+    same_file want.xml conf/u.xml
+}
+
 case_latin1_file_takes_references() {
     cp "$data/latin1.xml" conf/l.xml
     run set conf/l.xml r/name '中文 café'
