@@ -30,7 +30,7 @@ enum exit_status { exit_ok = 0, exit_not_found = 1, exit_usage = 2, exit_failure
 
 // ---- Help texts ------------------------------------------------------------------
 
-const char* const tool_help = R"~(Usage: xmlutil COMMAND ARGS...
+const char* const tool_help = R"(Usage: xmlutil COMMAND ARGS...
        xmlutil COMMAND --help
 
 Reads and edits XML configuration files with the xmlutil library.
@@ -56,7 +56,7 @@ up to 1 GiB.
 
 Exit status: 0 success, 1 not found, 2 usage error, 3 parse or I/O error.
 Errors are reported in one line on standard error.
-)~";
+)";
 
 const char* const format_help = R"(Usage: xmlutil format FILE
 
