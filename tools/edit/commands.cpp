@@ -408,10 +408,11 @@ int get_file_command(int argc, char** argv)
         std::string value;
         if (p.target == path::select_attribute) {
             const attribute_span* a = matcher.attribute(e, p.attribute);
-            if (a == nullptr) {
+            if (a != nullptr) {
+                value = doc.attribute_value(*a);
+            } else if (!doc.default_attribute(e, p.attribute, value)) {
                 continue;
             }
-            value = doc.attribute_value(*a);
         } else {
             value = element_text(doc, e, p);
         }

@@ -413,7 +413,7 @@ private:
             fSplice.end = a->value_end;
             fSplice.text = escape_attribute(value, a->quote, fIn.encoding);
             const std::size_t i = static_cast<std::size_t>(a - fDoc.attributes(e));
-            fExpected[e].attributes[i].second = value;
+            fExpected[e].attributes[i].second = fDoc.value_as_read(e, fDoc.attribute_name(*a), value);
             return;
         }
         const std::string name = written_name(e, fPath.attribute, true);
@@ -421,7 +421,7 @@ private:
         fSplice.begin = fSplice.end =
             span.attributes_count > 0 ? fDoc.attributes(e)[span.attributes_count - 1].value_end + 1 : span.name_end;
         fSplice.text = " " + name + "=" + quote + escape_attribute(value, quote, fIn.encoding) + quote;
-        fExpected[e].attributes.emplace_back(name, value);
+        fExpected[e].attributes.emplace_back(name, fDoc.value_as_read(e, name, value));
     }
 
     void set(const std::string& value)

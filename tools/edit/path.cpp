@@ -246,7 +246,9 @@ bool path_matcher::test(std::uint32_t e, const predicate& pred) const
     switch (pred.target) {
     case predicate::attribute: {
         const attribute_span* a = attribute(e, pred.name);
-        return a != nullptr && compare(fDoc.attribute_value(*a));
+        std::string value;
+        return a != nullptr ? compare(fDoc.attribute_value(*a))
+                            : fDoc.default_attribute(e, pred.name, value) && compare(value);
     }
     case predicate::self:
         return compare(fDoc.string_value(e));

@@ -402,12 +402,16 @@ void xml_doc::scan_doctype(std::size_t& at)
                 }
                 ++at;
             } else if (s.compare(at, 2, "<!") == 0) {
+                const std::size_t begin = at;
                 at += 2;
                 while (s[at] != '>') {
                     if (s[at] == '"' || s[at] == '\'') {
                         at = s.find(s[at], at + 1);
                     }
                     ++at;
+                }
+                if (s.compare(begin, 9, "<!ATTLIST") == 0) {
+                    scan_attlist(begin + 9, at);
                 }
                 ++at;
             } else {
@@ -418,6 +422,119 @@ void xml_doc::scan_doctype(std::size_t& at)
     } else {
         ++at;
     }
+}
+
+// <!ATTLIST element (name type default)*>: which attributes are tokenized
+// and which have defaults. The first declaration of an attribute counts.
+void xml_doc::scan_attlist(std::size_t begin, std::size_t end)
+{
+    const std::string& s = fText;
+    std::size_t at = begin;
+    const auto token = [&]() {
+        while (at < end && is_space(s[at])) {
+            ++at;
+        }
+        const std::size_t from = at;
+        if (at >= end) {
+            return std::string();
+        }
+        if (s[at] == '"' || s[at] == '\'') {
+            at = s.find(s[at], at + 1) + 1;
+        } else if (s[at] == '(') {
+            at = s.find(')', at) + 1;
+        } else {
+            while (at < end && !is_space(s[at]) && s[at] != '(' && s[at] != '"' && s[at] != '\'') {
+                ++at;
+            }
+        }
+        return s.substr(from, at - from);
+    };
+    const std::string element = token();
+    std::vector<declared_attribute>& list = fDeclared[element];
+    for (;;) {
+        declared_attribute d;
+        d.name = token();
+        std::string type = token();
+        if (d.name.empty() || type.empty()) {
+            return;
+        }
+        if (type == "NOTATION") {
+            token();
+        }
+        d.tokenized = type != "CDATA";
+        std::string value = token();
+        if (value == "#FIXED") {
+            value = token();
+        }
+        if (!value.empty() && (value[0] == '"' || value[0] == '\'')) {
+            d.has_default = true;
+            d.literal = value.substr(1, value.size() - 2);
+        }
+        const bool known = std::any_of(list.begin(), list.end(),
+                                       [&d](const declared_attribute& o) { return o.name == d.name; });
+        if (!known) {
+            list.push_back(d);
+        }
+    }
+}
+
+const xml_doc::declared_attribute* xml_doc::declared(const std::string& element, const std::string& attribute) const
+{
+    const auto found = fDeclared.find(element);
+    if (found == fDeclared.end()) {
+        return nullptr;
+    }
+    for (const declared_attribute& d : found->second) {
+        if (d.name == attribute) {
+            return &d;
+        }
+    }
+    return nullptr;
+}
+
+namespace {
+
+// Tokenized attribute values: white space collapses to single spaces.
+std::string collapse(const std::string& value)
+{
+    std::string out;
+    for (char c : value) {
+        if (c == ' ') {
+            if (!out.empty() && out.back() != ' ') {
+                out += ' ';
+            }
+        } else {
+            out += c;
+        }
+    }
+    if (!out.empty() && out.back() == ' ') {
+        out.pop_back();
+    }
+    return out;
+}
+
+} // namespace
+
+bool xml_doc::default_attribute(std::uint32_t e, const std::string& qname, std::string& value) const
+{
+    if (fDeclared.empty() || find_attribute(e, qname) != nullptr) {
+        return false;
+    }
+    const declared_attribute* d = declared(name(e), qname);
+    if (d == nullptr || !d->has_default) {
+        return false;
+    }
+    value = decode_text(d->literal, true, 0);
+    if (d->tokenized) {
+        value = collapse(value);
+    }
+    return true;
+}
+
+std::string xml_doc::value_as_read(std::uint32_t e, const std::string& qname, const std::string& value) const
+{
+    const declared_attribute* d = fDeclared.empty() ? nullptr : declared(name(e), qname);
+    return d != nullptr && d->tokenized ? collapse(value) : value;
 }
 
 void xml_doc::scan()
@@ -486,6 +603,12 @@ void xml_doc::scan()
                 a.quote = s[p];
                 a.value_begin = p + 1;
                 a.value_end = s.find(a.quote, p + 1);
+                a.tokenized = false;
+                if (!fDeclared.empty()) {
+                    const declared_attribute* d = declared(s.substr(e.begin + 1, e.name_end - e.begin - 1),
+                                                           s.substr(a.name_begin, a.name_end - a.name_begin));
+                    a.tokenized = d != nullptr && d->tokenized;
+                }
                 p = a.value_end + 1;
                 fAttributes.push_back(a);
                 ++e.attributes_count;
@@ -542,7 +665,8 @@ const attribute_span* xml_doc::find_attribute(std::uint32_t e, const std::string
 
 std::string xml_doc::attribute_value(const attribute_span& a) const
 {
-    return decode(a.value_begin, a.value_end, true, 0, false);
+    const std::string value = decode(a.value_begin, a.value_end, true, 0, false);
+    return a.tokenized ? collapse(value) : value;
 }
 
 std::string xml_doc::own_text(std::uint32_t e) const

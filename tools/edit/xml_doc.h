@@ -44,6 +44,7 @@ struct attribute_span {
     std::size_t name_begin, name_end;   // the qualified name
     std::size_t value_begin, value_end; // inside the quotes
     char quote;
+    bool tokenized; // declared with a type other than CDATA: white space collapses
 };
 
 constexpr std::uint32_t no_element = 0xFFFFFFFFu;
@@ -81,6 +82,14 @@ public:
     // white space characters turned into spaces.
     std::string attribute_value(const attribute_span& a) const;
 
+    // The default that the document type's internal subset declares for the
+    // attribute `qname` of `e`, which `e` does not have; false for none.
+    bool default_attribute(std::uint32_t e, const std::string& qname, std::string& value) const;
+
+    // `value` as the parser reads it back from the attribute `qname` of `e`:
+    // collapsed where the internal subset declares a tokenized type.
+    std::string value_as_read(std::uint32_t e, const std::string& qname, const std::string& value) const;
+
     // The element's own text: its text and CDATA children (and what entity
     // references among them expand to), without the text of its child elements.
     std::string own_text(std::uint32_t e) const;
@@ -108,7 +117,17 @@ private:
     std::string fText;
     std::vector<element_span> fElements;
     std::vector<attribute_span> fAttributes;
+    struct declared_attribute {
+        std::string name;
+        bool tokenized = false;
+        bool has_default = false;
+        std::string literal; // the default as written
+    };
+    void scan_attlist(std::size_t begin, std::size_t end);
+    const declared_attribute* declared(const std::string& element, const std::string& attribute) const;
+
     std::map<std::string, std::string> fEntities; // internal general entities: replacement text
+    std::map<std::string, std::vector<declared_attribute>> fDeclared; // ATTLIST by element name
     mutable std::size_t fExpanded = 0;             // bytes of entity text expanded so far
 };
 

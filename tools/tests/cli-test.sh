@@ -601,6 +601,28 @@ case_internal_subset_is_read_and_kept() {
     same_file want.xml conf/m.xml
 }
 
+# Attribute defaults and tokenized types of the internal subset apply, as
+# the parser applies them.
+case_internal_subset_attribute_defaults() {
+    printf '<!DOCTYPE s [\n<!ATTLIST s version CDATA #FIXED "3">\n<!ATTLIST e key ID #REQUIRED type (string|int) "string" flags NMTOKENS #IMPLIED>\n]>\n<s>\n  <e key="k1">a</e>\n  <e key="k2" type="int" flags="  x   y ">2</e>\n</s>\n' > conf/d.xml
+    run get conf/d.xml s/@version
+    expect 0 $'3\n' ""
+    run get --all conf/d.xml s/e/@type
+    expect 0 $'string\nint\n' ""
+    run get conf/d.xml "s/e[@type='string']/@key"
+    expect 0 $'k1\n' ""
+    run get conf/d.xml "s/e[@key='k2']/@flags"
+    expect 0 $'x y\n' ""
+    run set conf/d.xml "s/e[@key='k2']/@flags" 'p  q'
+    expect 0 "" ""
+    run set conf/d.xml "s/e[@key='k1']/@type" int
+    expect 0 "" ""
+    printf '<!DOCTYPE s [\n<!ATTLIST s version CDATA #FIXED "3">\n<!ATTLIST e key ID #REQUIRED type (string|int) "string" flags NMTOKENS #IMPLIED>\n]>\n<s>\n  <e key="k1" type="int">a</e>\n  <e key="k2" type="int" flags="p  q">2</e>\n</s>\n' > want.xml
+    same_file want.xml conf/d.xml
+    run get conf/d.xml "s/e[@key='k2']/@flags"
+    expect 0 $'p q\n' ""
+}
+
 case_utf8_names_and_values_round_trip() {
     printf '<設定>\n  <名字>值</名字>\n</設定>\n' > conf/cjk.xml
     run get conf/cjk.xml 設定/名字
