@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "locale_text.h"
+
+#include "xml_doc.h"
+
+#include <cerrno>
+#include <clocale>
+#include <iconv.h>
+#include <langinfo.h>
+
+namespace xmlutil_edit {
+
+namespace {
+
+// The locale's encoding, or empty where the tool works in UTF-8 as it is.
+std::string& locale_codeset()
+{
+    static std::string codeset;
+    return codeset;
+}
+
+bool recode(const std::string& from, const std::string& to, const std::string& in, std::string& out)
+{
+    iconv_t cd = iconv_open(to.c_str(), from.c_str());
+    if (cd == reinterpret_cast<iconv_t>(-1)) {
+        return false;
+    }
+    out.clear();
+    char* src = const_cast<char*>(in.data());
+    std::size_t left = in.size();
+    char block[4096];
+    bool ok = true;
+    while (left > 0) {
+        char* dst = block;
+        std::size_t room = sizeof block;
+        const std::size_t r = iconv(cd, &src, &left, &dst, &room);
+        out.append(block, static_cast<std::size_t>(dst - block));
+        if (r == static_cast<std::size_t>(-1) && errno != E2BIG) {
+            ok = false;
+            break;
+        }
+    }
+    iconv_close(cd);
+    return ok;
+}
+
+} // namespace
+
+void use_user_locale()
+{
+    std::setlocale(LC_ALL, "");
+    const std::string codeset = nl_langinfo(CODESET);
+    // ASCII is the C locale's: there UTF-8 passes through as bytes.
+    locale_codeset() = codeset == "UTF-8" || codeset == "ANSI_X3.4-1968" ? std::string() : codeset;
+}
+
+std::string argument_text(const std::string& arg, const std::string& what)
+{
+    const std::string& codeset = locale_codeset();
+    if (codeset.empty()) {
+        if (!valid_utf8(arg)) {
+            throw failure(2, what + " is not valid UTF-8");
+        }
+        return arg;
+    }
+    std::string out;
+    if (!recode(codeset, "UTF-8", arg, out)) {
+        throw failure(2, what + " is not valid " + codeset);
+    }
+    return out;
+}
+
+std::string output_text(const std::string& text)
+{
+    const std::string& codeset = locale_codeset();
+    if (codeset.empty()) {
+        return text;
+    }
+    std::string out;
+    if (!recode("UTF-8", codeset, text, out)) {
+        throw failure(2, "the text holds a character that the locale's encoding " + codeset + " cannot show");
+    }
+    return out;
+}
+
+} // namespace xmlutil_edit
