@@ -3,7 +3,7 @@
 # Usage: scripts/deps.sh [package ...]   (extra packages are added to the list)
 set -euo pipefail
 
-packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen pkg-config "$@")
+packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen pkg-config libxml2-utils "$@")
 if [ "${XMLUTIL_WITH_BENCH:-0}" = 1 ]; then
     packages+=(libbenchmark-dev libssl-dev libpugixml-dev)
 fi
