@@ -179,6 +179,15 @@ is_attribute_path() {
 
 # ---- edits -----------------------------------------------------------------------
 
+# apply_diff ORIGINAL EXPECTED: patch(1) applies the last --dry-run output to
+# ORIGINAL and gives EXPECTED (a mismatch is reported; a failure to apply is
+# left to the caller).
+apply_diff() {
+    rm -f "$work/patched.xml"
+    (cd "$work" && patch --binary --no-backup-if-mismatch -s -r - -o patched.xml "$1" < dry.diff > patch.log 2>&1) || return 1
+    cmp -s "$work/patched.xml" "$2" || { fail "the diff applied with patch does not give the -o result"; show_bytes "$2" "$work/patched.xml"; }
+}
+
 # check_edit KIND OPTIONS PATH VALUE OLD NEW CANON
 check_edit() {
     local kind=$1 path=$3 value old new canon
@@ -219,9 +228,13 @@ check_edit() {
         [[ $first == "--- $name" || $first == "--- $name"$'\t'* ]] || fail "first line of the diff is '$first'"
         [[ $second == "+++ $name" || $second == "+++ $name"$'\t'* ]] || fail "second line of the diff is '$second'"
         cp "$work/run.out" "$work/dry.diff"
-        rm -f "$work/patched.xml"
-        if (cd "$work" && patch --binary --no-backup-if-mismatch -s -r - -o patched.xml "$orig" < dry.diff > patch.log 2>&1); then
-            cmp -s "$work/patched.xml" "$work/out.xml" || { fail "the diff applied with patch does not give the -o result"; show_bytes "$work/out.xml" "$work/patched.xml"; }
+        if apply_diff "$orig" "$work/out.xml"; then
+            :
+        elif [[ $encoding == UTF-16* ]] && ! grep -q -P '\x00' "$work/dry.diff"; then
+            # A diff of a UTF-16 file may show its text in UTF-8, as a reader sees it.
+            iconv -f "$encoding" -t UTF-8 "$orig" > "$work/orig.utf8"
+            iconv -f "$encoding" -t UTF-8 "$work/out.xml" > "$work/out.utf8"
+            apply_diff "$work/orig.utf8" "$work/out.utf8" || fail "the diff does not apply with patch to the file, nor to its text in UTF-8: $(head -n 3 "$work/patch.log")"
         else
             fail "the diff does not apply with patch: $(head -n 3 "$work/patch.log")"
         fi
@@ -313,8 +326,7 @@ check_list() {
     count=$(xmllint --nonet --xpath "count($2/*)" "$orig" 2> /dev/null)
     : > "$work/want.names"
     for ((i = 1; i <= count; i++)); do
-        xmllint --nonet --xpath "name(($2/*)[$i])" "$orig" 2> /dev/null >> "$work/want.names"
-        echo >> "$work/want.names"
+        printf '%s\n' "$(xmllint --nonet --xpath "name(($2/*)[$i])" "$orig" 2> /dev/null)" >> "$work/want.names"
     done
     [ "$count" -gt 0 ] || fail "list $1: the XPath $2 selects no children"
     run list "$name" "$1"
