@@ -1,11 +1,16 @@
 // xmlutil: reads and edits XML configuration files from the shell, through
 // the library's document facade. Run `xmlutil --help` for the commands.
 #include "file_replace.h"
+#include "command.h"
 #include "edit_check.h"
 
 #include "xmlutil.h"
 
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XercesVersion.hpp>
+
 #include <cerrno>
+#include <dlfcn.h>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -35,16 +40,20 @@ enum exit_status { exit_ok = 0, exit_not_found = 1, exit_usage = 2, exit_failure
 // ---- Help texts ------------------------------------------------------------------
 
 const char* const tool_help = R"(Usage: xmlutil COMMAND ARGS...
-       xmlutil COMMAND --help
+       xmlutil help [COMMAND]    (the same as: xmlutil COMMAND --help)
+       xmlutil --version
 
-Reads and edits XML configuration files with the xmlutil library.
+Reads, edits and checks XML configuration files with the xmlutil library.
 
 Commands:
   get FILE PATH [--default VALUE]  print the text of an element, or an attribute
   set FILE PATH VALUE              set the text of an element, or an attribute
   list FILE PATH                   print the children of an element
   format FILE                      print the document in the library's format
+  validate FILE [--dtd DTDFILE | --xsd XSDFILE]
+                                   check FILE against its DTD or XML Schema
   base64 encode|decode             Base64 from standard input to standard output
+  help [COMMAND]                   print this help, or the help of COMMAND
 
 PATH names an element by the names of the elements on the way to it, starting
 below the root element: "database/host" is <host> in <database> in the root.
@@ -147,22 +156,6 @@ kept, at the start of their line; a document type declaration is left out
 (an empty line stands in its place).
 
 Exit status: 0 written, 2 usage error, 3 parse or I/O error.
-)";
-
-const char* const base64_help = R"(Usage: xmlutil base64 encode|decode
-
-encode  reads bytes from standard input and writes their Base64 text (RFC 4648,
-        padded, in one line) followed by a newline; nothing for no input.
-decode  reads Base64 text from standard input and writes its bytes. White space
-        is skipped and padding may be left out; any other character outside
-        the Base64 alphabet is an error.
-
-The library's decoder drops a zero byte in the last group of the text, when that
-group is padded or short, together with what follows it. So data whose length
-is not a multiple of 3 comes back short when one of its last (length mod 3)
-bytes is zero: "QQA=", the bytes 41 00, decodes to the one byte 41.
-
-Exit status: 0 done, 2 usage error, 3 I/O error or invalid Base64 text.
 )";
 
 // ---- Failures ----------------------------------------------------------------------
@@ -857,140 +850,87 @@ int run_format(int argc, char** argv)
     return exit_ok;
 }
 
-void base64_encode_stdin()
+// "--version": the tool's version, and the Xerces-C it was built with and
+// the library file of it that the process runs on.
+int print_version()
 {
-    // Whole groups of 3 bytes encode the same alone as within the whole
-    // input, so blocks of a multiple of 3 bytes can be encoded one by one.
-    constexpr std::size_t block = 3 * 16384;
-    std::vector<char> input(block);
-    // What Base64Encode demands: the text, its zero byte and four to spare.
-    std::vector<char> output(block / 3 * 4 + 5);
-    bool any = false;
-    auto encode = [&](std::size_t length) {
-        int size = static_cast<int>(output.size());
-        if (Base64Encode(input.data(), static_cast<int>(length), output.data(), size) != 0) {
-            throw cli_exit{exit_failure, "Base64 encoding failed"};
-        }
-        write_stdout(output.data(), static_cast<std::size_t>(size));
-        any = true;
-    };
-    std::size_t filled = 0;
-    for (;;) {
-        const std::size_t got = read_some(STDIN_FILENO, input.data() + filled, block - filled, "standard input");
-        if (got == 0) {
-            break;
-        }
-        filled += got;
-        if (filled == block) {
-            encode(filled);
-            filled = 0;
-        }
+    std::string text = std::string("xmlutil ") + XMLUTIL_VERSION + "\n";
+    text += std::string("Xerces-C ") + XERCES_FULLVERSIONDOT;
+    Dl_info info;
+    if (dladdr(reinterpret_cast<void*>(static_cast<void (*)()>(&xercesc::XMLPlatformUtils::Terminate)), &info) != 0 &&
+        info.dli_fname != nullptr) {
+        text += std::string(" (") + info.dli_fname + ")";
     }
-    if (filled > 0) {
-        encode(filled);
-    }
-    if (any) {
-        write_stdout("\n");
-    }
+    write_stdout(text + "\n");
+    return exit_ok;
 }
 
-bool is_base64_char(unsigned char c)
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/' ||
-           c == '=';
-}
+struct command_entry {
+    const char* name;
+    int (*run)(int, char**);
+};
 
-void base64_decode_stdin()
+const command_entry commands[] = {
+    {"get", run_get},
+    {"set", run_set},
+    {"list", run_list},
+    {"format", run_format},
+    {"validate", xmlutil_cli::run_validate_command},
+    {"base64", xmlutil_cli::run_base64_command},
+};
+
+const std::string tool_usage = "xmlutil COMMAND ARGS..., see xmlutil --help";
+
+const command_entry& find_command(const std::string& name)
 {
-    // The decoder takes each group of 4 characters on its own, so text cut
-    // at group boundaries decodes the same as in one piece.
-    constexpr std::size_t block = 4 * 16384;
-    std::vector<char> input(block);
-    std::string text;
-    std::vector<char> output;
-    auto decode = [&](std::size_t length) {
-        // Base64Decode wants a capacity of at least the text's length; a short
-        // last group may write a little more.
-        output.resize(length + 4);
-        int size = static_cast<int>(output.size());
-        if (Base64Decode(&text[0], static_cast<int>(length), output.data(), size) != 0) {
-            throw cli_exit{exit_failure, "Base64 decoding failed"};
-        }
-        write_stdout(output.data(), static_cast<std::size_t>(size));
-        text.erase(0, length);
-    };
-    unsigned long long offset = 0;
-    for (;;) {
-        const std::size_t got = read_some(STDIN_FILENO, input.data(), input.size(), "standard input");
-        if (got == 0) {
-            break;
-        }
-        for (std::size_t i = 0; i < got; ++i, ++offset) {
-            const unsigned char c = static_cast<unsigned char>(input[i]);
-            if (c == ' ' || (c >= '\t' && c <= '\r')) {
-                continue; // the library's decoder would read these as "A"
-            }
-            if (!is_base64_char(c)) {
-                char hex[8];
-                std::snprintf(hex, sizeof hex, "0x%02X", c);
-                throw cli_exit{exit_failure, "standard input: not Base64 text: byte " + std::string(hex) +
-                                                 " at offset " + std::to_string(offset)};
-            }
-            text += static_cast<char>(c);
-        }
-        if (text.size() >= block) {
-            decode(text.size() / 4 * 4);
+    for (const command_entry& e : commands) {
+        if (name == e.name) {
+            return e;
         }
     }
-    if (!text.empty()) {
-        decode(text.size());
-    }
+    throw cli_exit{exit_usage, "unknown command '" + name + "' (usage: " + tool_usage + ")"};
 }
 
-int run_base64(int argc, char** argv)
+// "help" alone is --help; "help COMMAND" is "COMMAND --help".
+int run_help(int argc, char** argv)
 {
-    const std::string usage = "xmlutil base64 encode|decode";
-    const command_args args = parse_args(argc, argv, usage, false);
-    if (args.help) {
-        write_stdout(base64_help);
+    if (argc == 0) {
+        write_stdout(tool_help);
         return exit_ok;
     }
-    expect_operands(args, {"encode or decode"}, usage);
-    const std::string& mode = args.operands[0];
-    if (mode == "encode") {
-        base64_encode_stdin();
-    } else if (mode == "decode") {
-        base64_decode_stdin();
-    } else {
-        throw usage_error("unknown mode '" + mode + "'", usage);
+    if (argc > 1) {
+        throw cli_exit{exit_usage, "unexpected argument '" + std::string(argv[1]) + "' (usage: xmlutil help [COMMAND])"};
     }
-    return exit_ok;
+    const std::string name = argv[0];
+    if (name == "help") {
+        write_stdout(tool_help);
+        return exit_ok;
+    }
+    char help_option[] = "--help";
+    char* help_argv[] = {help_option, nullptr};
+    return find_command(name).run(1, help_argv);
 }
 
 int run(int argc, char** argv)
 {
-    const std::string usage = "xmlutil COMMAND ARGS..., see xmlutil --help";
     if (argc < 2) {
-        throw cli_exit{exit_usage, "missing COMMAND (usage: " + usage + ")"};
+        throw cli_exit{exit_usage, "missing COMMAND (usage: " + tool_usage + ")"};
     }
     const std::string command = argv[1];
     if (command == "-h" || command == "--help") {
         write_stdout(tool_help);
         return exit_ok;
     }
-    struct entry {
-        const char* name;
-        int (*run)(int, char**);
-    };
-    static const entry commands[] = {
-        {"get", run_get}, {"set", run_set}, {"list", run_list}, {"format", run_format}, {"base64", run_base64},
-    };
-    for (const entry& e : commands) {
-        if (command == e.name) {
-            return e.run(argc - 2, argv + 2);
+    if (command == "--version") {
+        if (argc > 2) {
+            throw cli_exit{exit_usage, "unexpected argument '" + std::string(argv[2]) + "' (usage: xmlutil --version)"};
         }
+        return print_version();
     }
-    throw cli_exit{exit_usage, "unknown command '" + command + "' (usage: " + usage + ")"};
+    if (command == "help") {
+        return run_help(argc - 2, argv + 2);
+    }
+    return find_command(command).run(argc - 2, argv + 2);
 }
 
 } // namespace
@@ -1009,6 +949,8 @@ int main(int argc, char** argv)
         result.status = run(argc, argv);
     } catch (const cli_exit& e) {
         result = e;
+    } catch (const xmlutil_cli::command_failure& e) {
+        result = {e.status, e.message};
     } catch (const cTextException& e) {
         result = {exit_failure, one_line(e.what())};
     } catch (const DOM_DOMException& e) {
