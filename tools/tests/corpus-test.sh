@@ -6,7 +6,8 @@
 #   corpus-test.sh TOOL FILE      (FILE: a "== FILE" block of corpus/cases.txt)
 #
 # For every edit (set, add, delete; each one on a fresh copy of the original):
-#  - "-o OUT" writes the result and leaves FILE alone; "--dry-run" leaves FILE
+#  - "-o OUT" writes the result and leaves FILE alone; FILE "-" (standard
+#    input) writes the same to standard output; "--dry-run" leaves FILE
 #    alone and prints a unified diff which, applied with patch(1) to the
 #    original, gives OUT; the edit in place then leaves exactly OUT in FILE.
 #  - (a) Only the edited span changes: the new bytes must be the original's
@@ -23,6 +24,7 @@
 #    the new file must be the original's canonical form with one occurrence of
 #    the element's canonical text (the case's OLD without carriage returns, or
 #    its CANON) removed.
+# Every lookup is made on FILE and on standard input ("-").
 # For every file, besides the table's lookups: the Base64 round trip of its
 # bytes (against coreutils base64 both ways), format (its output parses), get
 # of the root element (a container: exit 1 with a message) and, after every
@@ -199,6 +201,13 @@ check_edit() {
     expect_out ""
     unchanged
 
+    # The same edit of standard input goes to standard output.
+    input=$orig run "$kind" "${opts[@]}" - "${args[@]:1}"
+    if expect_status 0; then
+        cmp -s "$work/out.xml" "$work/run.out" || { fail "the edit of standard input differs from the -o result"; show_bytes "$work/out.xml" "$work/run.out"; }
+    fi
+    unchanged
+
     run "$kind" "${opts[@]}" --dry-run "${args[@]}"
     if expect_status 0; then
         unchanged
@@ -290,6 +299,8 @@ check_get() {
     expect_status 0 && expect_out "$(printf '%b' "$4")"$'\n'
     expect_no_stderr
     unchanged
+    input=$orig run get "${opts[@]}" ${3:+--all} - "$2"
+    expect_status 0 && expect_out "$(printf '%b' "$4")"$'\n'
 }
 
 check_default() {
