@@ -34,10 +34,12 @@ set -euo pipefail
 
 tool=$1
 name=$2
+# The checks run in a directory of their own.
+[[ $tool != */* ]] || tool=$(cd "$(dirname "$tool")" && pwd -P)/$(basename "$tool")
 corpus=$(cd "$(dirname "${BASH_SOURCE[0]}")/corpus" && pwd -P)
 cases=$corpus/cases.txt
 
-for program in xmllint patch perl iconv base64 cmp diff; do
+for program in xmllint patch perl iconv base64 cmp diff timeout; do
     if ! command -v "$program" > /dev/null; then
         echo "FAIL: $program is not installed (scripts/deps.sh installs what the tests need)"
         exit 1
@@ -81,11 +83,12 @@ fail() {
     failures=$((failures + 1))
 }
 
-# run ARG...: the tool, with standard input from $input (none by default).
+# run ARG...: the tool, with standard input from $input (none by default);
+# a run that hangs is ended after a minute (exit status 124).
 run() {
     last="xmlutil $*"
     runs=$((runs + 1))
-    "$tool" "$@" < "${input:-/dev/null}" > "$work/run.out" 2> "$work/run.err"
+    timeout 60 "$tool" "$@" < "${input:-/dev/null}" > "$work/run.out" 2> "$work/run.err"
     status=$?
 }
 
