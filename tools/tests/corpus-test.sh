@@ -9,7 +9,10 @@
 #  - "-o OUT" writes the result and leaves FILE alone; FILE "-" (standard
 #    input) writes the same to standard output; "--dry-run" leaves FILE
 #    alone and prints a unified diff which, applied with patch(1) to the
-#    original, gives OUT; the edit in place then leaves exactly OUT in FILE.
+#    original, gives OUT (for a file that is not plain UTF-8, the diff may
+#    instead be one of the text in UTF-8 without a byte order mark, as the
+#    tool prints text in the locale's encoding); the edit in place then
+#    leaves exactly OUT in FILE.
 #  - (a) Only the edited span changes: the new bytes must be the original's
 #    with one occurrence of the case's OLD text replaced by its NEW text (both
 #    converted to the file's encoding), everything before and after identical.
@@ -164,6 +167,10 @@ is_attribute_path() {
 
 # ---- edits -----------------------------------------------------------------------
 
+text_view() {
+    iconv -f "$encoding" -t UTF-8 "$1" | perl -pe 's/^\x{ef}\x{bb}\x{bf}// if $. == 1'
+}
+
 # apply_diff ORIGINAL EXPECTED: patch(1) applies the last --dry-run output to
 # ORIGINAL and gives EXPECTED (a mismatch is reported; a failure to apply is
 # left to the caller).
@@ -222,11 +229,12 @@ check_edit() {
         cp "$work/run.out" "$work/dry.diff"
         if apply_diff "$orig" "$work/out.xml"; then
             :
-        elif [[ $encoding == UTF-16* ]] && ! grep -q -P '\x00' "$work/dry.diff"; then
-            # A diff of a UTF-16 file may show its text in UTF-8, as a reader sees it.
-            iconv -f "$encoding" -t UTF-8 "$orig" > "$work/orig.utf8"
-            iconv -f "$encoding" -t UTF-8 "$work/out.xml" > "$work/out.utf8"
-            apply_diff "$work/orig.utf8" "$work/out.utf8" || fail "the diff does not apply with patch to the file, nor to its text in UTF-8: $(head -n 3 "$work/patch.log")"
+        elif [ "$encoding" != UTF-8 ] || [ "$bom" = efbb ]; then
+            # The diff may show the text as the reader sees it: in the locale's
+            # encoding (UTF-8 here), without a byte order mark.
+            text_view "$orig" > "$work/orig.text"
+            text_view "$work/out.xml" > "$work/out.text"
+            apply_diff "$work/orig.text" "$work/out.text" || fail "the diff does not apply with patch to the file, nor to its text in UTF-8: $(head -n 3 "$work/patch.log")"
         else
             fail "the diff does not apply with patch: $(head -n 3 "$work/patch.log")"
         fi
