@@ -706,7 +706,8 @@ class XMLUTIL_API DOM_Element : public DOM_Node {
     XMLUTIL_DOM_DERIVED_HANDLE(DOM_Element, DOM_Node)
     /// The element's name, as written (prefix included).
     DOMString getTagName() const;
-    /// The attribute's value; empty when there is no such attribute.
+    /// The attribute's value; the null string (`== 0`) when there is no such
+    /// attribute or its value is empty, as in the classic DOM.
     DOMString getAttribute(const DOMString& name) const;
     /// Sets attribute `name` to `value`, adding it if missing.
     void setAttribute(const DOMString& name, const DOMString& value);
@@ -726,8 +727,9 @@ class XMLUTIL_API DOM_Element : public DOM_Node {
     /// Takes `oldAttr` off the element and returns it; NOT_FOUND_ERR if it is
     /// not this element's. A default from the DTD takes its place.
     DOM_Attr removeAttributeNode(DOM_Attr oldAttr);
-    /// The value of the attribute (`namespaceURI`, `localName`); empty when
-    /// there is no such attribute. A null and an empty URI are the same.
+    /// The value of the attribute (`namespaceURI`, `localName`); the null
+    /// string when there is no such attribute or its value is empty. A null
+    /// and an empty URI are the same.
     DOMString getAttributeNS(const DOMString& namespaceURI, const DOMString& localName) const;
     /// Sets a new attribute made with namespaces; it replaces the attribute of
     /// the same qualified name. NAMESPACE_ERR or INVALID_CHARACTER_ERR for a bad name.
