@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Base64 throughput of the library's codec beside OpenSSL's block functions,
 // on the same 16 MiB of random bytes in the same process, and beside a plain
 // memcpy of 16 MiB as the floor of any pass over that memory.

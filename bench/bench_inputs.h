@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The documents every benchmark reads, built the same way in every run, and
 // their copies on disk for the file workloads.
 #ifndef XMLUTIL_BENCH_INPUTS_H

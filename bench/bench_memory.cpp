@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Peak resident memory of parsing and holding the 20 MB records document:
 // the library, the raw Xerces-C DOM and pugixml, each in a fresh process
 // (this program started again with --hold), so that no earlier allocation

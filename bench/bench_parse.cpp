@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parsing from memory and from a file: the library beside a hand-written raw
 // Xerces-C parse with the same settings, and beside pugixml. Every timed
 // parse also releases its document, as a caller's handle going away does.

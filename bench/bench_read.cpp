@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading a parsed document: configuration lookups through the facade, a
 // walk over every record reading its text and one attribute, and a plain
 // tree traversal through the classic handles. Each is set beside the same

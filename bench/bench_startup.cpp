@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Process start to finish: a tiny program that parses the configuration file
 // and prints one value, on the library and on raw Xerces-C, started afresh
 // (posix_spawn, output to /dev/null) and waited for in every iteration.

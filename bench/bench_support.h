@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the benchmark programs share besides their inputs: the hand-written
 // raw Xerces-C peer's parse, benchmark naming, and the program entry.
 #ifndef XMLUTIL_BENCH_SUPPORT_H

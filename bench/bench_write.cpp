@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writing a parsed document as indented XML: the facade's SaveToStream and
 // SaveToFile beside Xerces-C's own pretty-printing DOMLSSerializer and
 // pugixml's indented save. Throughput counts the size of the parsed input

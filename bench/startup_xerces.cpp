@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The start-to-finish program written by hand on raw Xerces-C: the same
 // work as startup_xmlutil, with the same parser settings.
 #include <xercesc/dom/DOMDocument.hpp>

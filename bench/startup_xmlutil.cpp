@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The start-to-finish program on the library: parse a configuration file
 // and print one value. bench_startup runs it over and over.
 #include "xmlutil.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Checks the classic include tree against xmlutil_dom.h: every classic class
 # the header declares has a forwarding header in each layout, and every
 # forwarding header includes xmlutil_dom.h and nothing else of ours.
@@ -14,7 +15,7 @@ list(LENGTH names count)
 if(count LESS 15)
     message(FATAL_ERROR "only ${count} classic classes found in ${HEADER}")
 endif()
-set(forward "// A classic Xerces-C include path: the classic DOM is declared in xmlutil_dom.h.\n#include <xmlutil_dom.h>\n")
+set(forward "// SPDX-License-Identifier: Apache-2.0\n// A classic Xerces-C include path: the classic DOM is declared in xmlutil_dom.h.\n#include <xmlutil_dom.h>\n")
 set(missing "")
 foreach(name IN LISTS names)
     set(paths xmlutil-classic/dom/${name}.hpp xmlutil-classic/xercesc/dom/deprecated/${name}.hpp)

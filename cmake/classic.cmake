@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The classic include tree: forwarding headers under the names and paths
 # that programs written for Xerces-C 1.x and 2.x include, so that their
 # #include lines work with one more -I. Every one of them includes

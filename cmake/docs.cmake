@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # API reference: `cmake --build <build dir> --target docs` writes HTML from
 # the two public headers to <build dir>/docs/html, with docs/guide.md as its
 # main page. Any doxygen warning (an undocumented public name, a broken

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Writes the linker's version script from cmake/exports.txt, so that what
 # the library exports and what scripts/check-exports.sh checks come from one
 # list. Sets XMLUTIL_VERSION_SCRIPT to the written file.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Install rules: the shared library with its symlinks, the two public
 # headers, the classic include tree, a CMake package (xmlutil::xmlutil,
 # xmlutil::classic, xmlutil::classic17) and pkg-config files (xmlutil,

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Runs PROGRAM (with ARGS) and compares its standard output with EXPECTED,
 # byte for byte: cmake -DPROGRAM=... -DEXPECTED=... [-DARGS=...] -P this-file
 execute_process(COMMAND ${PROGRAM} ${ARGS} OUTPUT_VARIABLE actual RESULT_VARIABLE status)

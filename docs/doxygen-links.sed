@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Run by doxygen over the two guides (FILTER_PATTERNS in Doxyfile.in): links
 # written for reading the pages as files point at the pages doxygen makes of
 # them. The user guide is the main page, the classic DOM guide is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keeps binary data in the text of an element with Base64: encodes the
 // bytes, saves the document to a file, reads it back and decodes them.
 //

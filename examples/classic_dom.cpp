@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Works with the classic DOM handles directly: parses with DOMParser, lists
 // elements with DOM_NodeList, edits the tree through DOM_Element and
 // DOM_Document, and writes it with the library's writer.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Walks repeated elements with cXMLiterator: every <server> of a cluster,
 // with its attributes and child values, then every child element at all.
 #include "xmlutil.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads a configuration file through cXML_Utility, prints the values found
 // in it (with defaults for the keys it lacks), changes one value, adds a
 // section, and prints the resulting document.

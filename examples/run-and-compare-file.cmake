@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Runs PROGRAM (with ARGS), which must exit with 0 and write FILE, and
 # compares FILE with EXPECTED_FILE byte for byte:
 #   cmake -DPROGRAM=... -DFILE=... -DEXPECTED_FILE=... [-DARGS=...] -P this-file

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds a new configuration with cXML_Utility (sections, values, attributes
 // and a list of entries) and saves it to a file.
 //

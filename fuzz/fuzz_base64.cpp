@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Base64 codec and its string conversions against the step-by-step
 // transcription in tests/base64_reference.h. The input is the payload for
 // both directions: it is encoded as bytes and decoded as text. Capacities

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parses the input with ParseBuffer. When that works: walks the whole tree
 // through the facade (every element, processing instruction and entity
 // reference, with the empty-name iterator), checking what it reads against

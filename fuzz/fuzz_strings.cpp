@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The string helpers (Trim, TrimLeft, TrimRight, FindAndRepleace) and the
 // writer's escaping (outputContent) against plain versions written here from
 // their documented rules.

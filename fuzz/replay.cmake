@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Runs a fuzz target once on every file below a directory, as ctest's
 # regression check: cmake -DFUZZER=<executable> -DINPUTS=<directory> -P replay.cmake
 # libFuzzer runs the files it is given one by one and exits; a crash, a leak

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// \file
 /// xmlutil: read, navigate, build and write XML configuration and data files
 /// through std::string arguments, on top of Xerces-C 3.2.

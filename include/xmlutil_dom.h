@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// \file
 /// The classic reference-counted DOM (DOM_Node, DOM_Element, DOMString,
 /// DOMParser ...) as value handles over the pointer DOM of Xerces-C 3.2.

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Turns the Google Benchmark JSON files of scripts/bench into docs/performance.md
 and its two bar charts, docs/performance-time.png (times and memory, lower is
 better) and docs/performance-rate.png (rates, higher is better).

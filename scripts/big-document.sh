@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Parses, edits, saves and re-parses a generated document of about 100 MB,
 # through xmlutil and through raw Xerces-C 3.2, each in its own process, and
 # prints time and peak memory. Run by hand: scripts/big-document.sh [MB]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parses, edits, saves and re-parses one large document, either through
 // xmlutil or through raw Xerces-C 3.2, and prints the time of each step and
 // the peak resident memory. Used by scripts/big-document.sh.

@@ -74,7 +74,7 @@ library=$(ldd "$tool" | sed -n 's/^[[:space:]]*libxmlutil\.so\.1 => \([^ ]*\) .*
     fail "the unpacked tool does not load the unpacked library: $(ldd "$tool" | grep libxmlutil)"
 [ "$("$tool" --version | head -n 1)" = "xmlutil $version" ] || fail "unpacked: xmlutil --version"
 printf '<config><port>8080</port></config>\n' > "$work/config.xml"
-[ "$("$tool" get "$work/config.xml" port)" = 8080 ] || fail "unpacked: xmlutil get"
+[ "$("$tool" get "$work/config.xml" config/port)" = 8080 ] || fail "unpacked: xmlutil get"
 
 if [ "$(id -u)" = 0 ] && [ "${XMLUTIL_DEB_INSTALL:-1}" != 0 ]; then
     if dpkg-query -W -f='${Status}' xmlutil 2> /dev/null | grep -q "ok installed"; then
@@ -83,7 +83,7 @@ if [ "$(id -u)" = 0 ] && [ "${XMLUTIL_DEB_INSTALL:-1}" != 0 ]; then
         installed=1
         dpkg -i "$deb" > "$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log"; fail "dpkg -i"; }
         [ "$(/usr/bin/xmlutil --version | head -n 1)" = "xmlutil $version" ] || fail "installed: xmlutil --version"
-        [ "$(/usr/bin/xmlutil get "$work/config.xml" port)" = 8080 ] || fail "installed: xmlutil get"
+        [ "$(/usr/bin/xmlutil get "$work/config.xml" config/port)" = 8080 ] || fail "installed: xmlutil get"
         dpkg -P xmlutil > "$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log"; fail "dpkg -P"; }
         installed=0
         [ ! -e /usr/bin/xmlutil ] || fail "/usr/bin/xmlutil left after dpkg -P"

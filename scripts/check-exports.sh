@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Checks that a built libxmlutil.so exports the interface and nothing else:
 # every dynamic symbol it defines must belong to an entry of the interface
 # list (cmake/exports.txt, from which the version script is made too), and

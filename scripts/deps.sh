@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs the Debian packages the build, the tests and the API reference need, if missing.
 # Usage: scripts/deps.sh [package ...]   (extra packages are added to the list)
 set -euo pipefail

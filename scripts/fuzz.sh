@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the libFuzzer targets (clang, ASan + UBSan) and runs each for a while.
 # Usage: scripts/fuzz.sh [SECONDS] [TARGET ...]
 #   SECONDS  how long each target runs (default 60)

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the xmlutil command-line tool and shows its commands on a copy of the
 # bundled sample configuration, printing each command line before its output.
 set -euo pipefail

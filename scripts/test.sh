@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds everything and runs every test:
 #  1. a plain build with warnings as errors (benchmarks compiled, not run),
 #     and the API reference, which must build without a Doxygen warning;

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the library and the thread tests with ThreadSanitizer and runs the
 # thread tests through ctest; any report fails the run.
 #

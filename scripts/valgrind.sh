@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs every GoogleTest executable once under valgrind memcheck, in a plain
 # build (no sanitizers), and prints per executable the bytes definitely and
 # indirectly lost and the invalid accesses found. Fails when any executable

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "internal.h"
 
 void CreateDocument(const std::string& rootName, DOM_Document& doc, DOM_Node& root)

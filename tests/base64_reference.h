@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Base64 codec written out step by step, to check the library against.
 //
 // A plain transcription of the documented algorithms: a linear search of the

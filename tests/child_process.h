@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Running a piece of work in a child process: to see its peak memory, to
 // survive a crash or a hang, and to keep process-wide settings it makes
 // (AllowEntityFolder) out of the other tests.

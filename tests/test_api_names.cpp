@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Takes the address of every exported function with its exact signature, so
 // that a renamed or re-typed export breaks the build.
 #include "test_util.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The options of the classic DOMParser: their defaults, and what each one
 // changes in a parse.
 #include "test_util.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Saving to files: the old content stays whole until the new content is
 // complete, and links, FIFOs, devices and modes are treated as a user expects.
 #include "file_replace.h"

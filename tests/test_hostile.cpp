@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Documents written carelessly or with hostile intent: expansion bombs,
 // references to the network, extreme depth, broken bytes and invalid names.
 // Each ends in a clear exception or parses; none crashes, hangs, exhausts

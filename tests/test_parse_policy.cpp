@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a parse may use and read: its memory is bounded by the bytes it has
 // read, whatever the input is; a document reads DTDs and entities only from
 // regular files in its own folder tree or an allowed folder; and a file and a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Helpers shared by the tests.
 #ifndef XMLUTIL_TEST_UTIL_H
 #define XMLUTIL_TEST_UTIL_H

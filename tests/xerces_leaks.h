@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Included by exactly one source file of each test program that parses
 // documents with an external DTD or gives a directory as a file.
 #ifndef XMLUTIL_TEST_XERCES_LEAKS_H

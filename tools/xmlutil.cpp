@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // xmlutil: reads and edits XML configuration files from the shell. Run
 // `xmlutil --help` for the commands.
 #include "file_replace.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Internals of the handle layer, shared with the library sources. Nothing
 // here is exported.
 #ifndef XMLUTIL_DOM_INTERNAL_H

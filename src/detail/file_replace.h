@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Replacing a file's content so that readers see either the old or the new
 // content, never a mixture, whatever happens in between (a file with other
 // hard links has a short exception, see file_replacement). Shared by the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Private helpers shared by the library sources.
 #ifndef XMLUTIL_INTERNAL_H
 #define XMLUTIL_INTERNAL_H

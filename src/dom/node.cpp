@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "dom_internal.h"
 
 // Internal Xerces-C 3.2 headers, for two things its interface lacks: the

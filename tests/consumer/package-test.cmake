@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # One step of the package test, run by ctest as
 #   cmake -DSTEP=install|cmake|pkgconfig -D... -P package-test.cmake
 # The variables come from tests/consumer/CMakeLists.txt.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs one case of the xmlutil tool's tests, comparing the tool's standard
 # output, standard error and exit status byte for byte with what is expected.
 #

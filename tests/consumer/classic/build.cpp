@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds a document in memory and walks it, as the 1.7 creation sample did:
 // 1.7's include paths, including its umbrella <xercesc/dom/DOM.hpp>.
 #include <xercesc/util/PlatformUtils.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counts the elements of a document, as the 1.x counting sample did: the
 // 1.0-1.6 include paths, a DOMParser, getElementsByTagName("*").
 #include <xercesc/util/PlatformUtils.hpp>

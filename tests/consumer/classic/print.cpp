@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Prints the element tree of a document with its attributes and text, as
 // the 2.x printing samples walked it: the 2.x deprecated include paths,
 // transcode() with delete[], casts of handle references.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Uses the facade of the installed library: builds a document, writes it,
 // reads it back from memory and walks its items.
 #include <xmlutil.h>

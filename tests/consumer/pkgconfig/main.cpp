@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Uses the installed library through the flags of pkg-config: the DOM-level
 // functions, the classic handles and the Base64 conversions.
 #include <xmlutil.h>
