@@ -236,6 +236,32 @@ inline DocumentShare* full_share(DocumentCount* count) noexcept
     return static_cast<DocumentShare*>(count);
 }
 
+// The objects behind iterator, walker and range handles: `refs` counts the
+// handles (one thread's plain count, like a document's), the last one
+// deletes the object.
+template <class Impl>
+void retain_object(Impl* impl) noexcept
+{
+    if (impl)
+        ++impl->refs;
+}
+
+template <class Impl>
+void release_object(Impl* impl) noexcept
+{
+    if (impl && --impl->refs == 0)
+        delete impl;
+}
+
+// A handle's operator=: `mine` takes `other`'s object.
+template <class Impl>
+void rebind_object(Impl*& mine, Impl* other) noexcept
+{
+    retain_object(other);
+    release_object(mine);
+    mine = other;
+}
+
 inline void retain(DocumentCount* share) noexcept
 {
     if (share)

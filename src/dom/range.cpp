@@ -219,47 +219,32 @@ DOM_Range DOM_Document::createRange()
 
 namespace {
 
-void retain_range(RangeImpl* range) noexcept
-{
-    if (range)
-        ++range->refs;
-}
-
-void release_range(RangeImpl* range) noexcept
-{
-    if (range && --range->refs == 0)
-        delete range;
-}
-
 } // namespace
 
 DOM_Range::DOM_Range(RangeImpl* range) noexcept : fImpl(range)
 {
-    retain_range(fImpl);
+    retain_object(fImpl);
 }
 
 DOM_Range::DOM_Range(const DOM_Range& other) noexcept : fImpl(other.fImpl)
 {
-    retain_range(fImpl);
+    retain_object(fImpl);
 }
 
 DOM_Range::~DOM_Range()
 {
-    release_range(fImpl);
+    release_object(fImpl);
 }
 
 DOM_Range& DOM_Range::operator=(const DOM_Range& other) noexcept
 {
-    retain_range(other.fImpl);
-    release_range(fImpl);
-    fImpl = other.fImpl;
+    rebind_object(fImpl, other.fImpl);
     return *this;
 }
 
 DOM_Range& DOM_Range::operator=(const DOM_NullPtr*) noexcept
 {
-    release_range(fImpl);
-    fImpl = nullptr;
+    rebind_object(fImpl, static_cast<decltype(fImpl)>(nullptr));
     return *this;
 }
 

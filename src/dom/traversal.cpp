@@ -73,23 +73,17 @@ constexpr xercesc::DOMNodeFilter::ShowType kShowEverything = ~xercesc::DOMNodeFi
 
 } // namespace
 
-// What the handles of one iterator share. The Xerces-C iterator lives in its
-// root's document, which updates it when nodes are removed; it is released
-// before the document can be.
-struct NodeIteratorImpl {
-    NodeIteratorImpl(DocumentShare* s, unsigned long show, DOM_NodeFilter* f, bool expand)
+// What the handles of one iterator or walker share: the view it was made
+// with and a reference to its document.
+struct ViewImpl {
+    ViewImpl(DocumentShare* s, unsigned long show, DOM_NodeFilter* f, bool expand)
         : share(s), whatToShow(show), filter(f), expandEntityReferences(expand), adapter(show, f, s)
     {
         retain(share);
     }
-    ~NodeIteratorImpl()
-    {
-        if (iterator)
-            iterator->release();
-        xmlutil_detail::release(share);
-    }
-    NodeIteratorImpl(const NodeIteratorImpl&) = delete;
-    NodeIteratorImpl& operator=(const NodeIteratorImpl&) = delete;
+    ~ViewImpl() { xmlutil_detail::release(share); }
+    ViewImpl(const ViewImpl&) = delete;
+    ViewImpl& operator=(const ViewImpl&) = delete;
 
     std::size_t refs = 0;
     DocumentShare* share;
@@ -97,39 +91,38 @@ struct NodeIteratorImpl {
     DOM_NodeFilter* filter;
     bool expandEntityReferences;
     FilterAdapter adapter;
+};
+
+// The Xerces-C iterator lives in its root's document, which updates it when
+// nodes are removed; it is released before the document can be.
+struct NodeIteratorImpl : ViewImpl {
+    using ViewImpl::ViewImpl;
+    ~NodeIteratorImpl()
+    {
+        if (iterator)
+            iterator->release();
+    }
+
     xercesc::DOMNodeIterator* iterator = nullptr; // null for a null root
     bool detached = false;
 };
 
 // The same for a walker. `current` keeps the document of a current node set
 // from another document alive; `currentNull` says it was set to null.
-struct TreeWalkerImpl {
-    TreeWalkerImpl(DocumentShare* s, unsigned long show, DOM_NodeFilter* f, bool expand)
-        : share(s), whatToShow(show), filter(f), expandEntityReferences(expand), adapter(show, f, s)
-    {
-        retain(share);
-    }
+struct TreeWalkerImpl : ViewImpl {
+    using ViewImpl::ViewImpl;
     ~TreeWalkerImpl()
     {
         if (walker)
             walker->release();
         current = 0;
-        xmlutil_detail::release(share);
     }
-    TreeWalkerImpl(const TreeWalkerImpl&) = delete;
-    TreeWalkerImpl& operator=(const TreeWalkerImpl&) = delete;
 
     DOM_Node handle(DOMNode* node) const noexcept
     {
         return node ? HandleAccess::make<DOM_Node>(node, adapter.share_for(node)) : DOM_Node();
     }
 
-    std::size_t refs = 0;
-    DocumentShare* share;
-    unsigned long whatToShow;
-    DOM_NodeFilter* filter;
-    bool expandEntityReferences;
-    FilterAdapter adapter;
     xercesc::DOMTreeWalker* walker = nullptr; // null for a null root
     DOM_Node current;
     bool currentNull = false;
@@ -138,20 +131,6 @@ struct TreeWalkerImpl {
 } // namespace xmlutil_detail
 
 namespace {
-
-template <class Impl>
-void retain_impl(Impl* impl) noexcept
-{
-    if (impl)
-        ++impl->refs;
-}
-
-template <class Impl>
-void release_impl(Impl* impl) noexcept
-{
-    if (impl && --impl->refs == 0)
-        delete impl;
-}
 
 // The document handle's Xerces-C document for a factory: the null handle and
 // a handle on another node type refuse, as the other factories do.
@@ -220,31 +199,28 @@ DOM_TreeWalker DOM_Document::createTreeWalker(DOM_Node root, unsigned long whatT
 
 DOM_NodeIterator::DOM_NodeIterator(NodeIteratorImpl* it) noexcept : fImpl(it)
 {
-    retain_impl(fImpl);
+    retain_object(fImpl);
 }
 
 DOM_NodeIterator::DOM_NodeIterator(const DOM_NodeIterator& other) noexcept : fImpl(other.fImpl)
 {
-    retain_impl(fImpl);
+    retain_object(fImpl);
 }
 
 DOM_NodeIterator::~DOM_NodeIterator()
 {
-    release_impl(fImpl);
+    release_object(fImpl);
 }
 
 DOM_NodeIterator& DOM_NodeIterator::operator=(const DOM_NodeIterator& other) noexcept
 {
-    retain_impl(other.fImpl);
-    release_impl(fImpl);
-    fImpl = other.fImpl;
+    rebind_object(fImpl, other.fImpl);
     return *this;
 }
 
 DOM_NodeIterator& DOM_NodeIterator::operator=(const DOM_NullPtr*) noexcept
 {
-    release_impl(fImpl);
-    fImpl = nullptr;
+    rebind_object(fImpl, static_cast<decltype(fImpl)>(nullptr));
     return *this;
 }
 
@@ -305,31 +281,28 @@ void DOM_NodeIterator::detach()
 
 DOM_TreeWalker::DOM_TreeWalker(TreeWalkerImpl* walker) noexcept : fImpl(walker)
 {
-    retain_impl(fImpl);
+    retain_object(fImpl);
 }
 
 DOM_TreeWalker::DOM_TreeWalker(const DOM_TreeWalker& other) noexcept : fImpl(other.fImpl)
 {
-    retain_impl(fImpl);
+    retain_object(fImpl);
 }
 
 DOM_TreeWalker::~DOM_TreeWalker()
 {
-    release_impl(fImpl);
+    release_object(fImpl);
 }
 
 DOM_TreeWalker& DOM_TreeWalker::operator=(const DOM_TreeWalker& other) noexcept
 {
-    retain_impl(other.fImpl);
-    release_impl(fImpl);
-    fImpl = other.fImpl;
+    rebind_object(fImpl, other.fImpl);
     return *this;
 }
 
 DOM_TreeWalker& DOM_TreeWalker::operator=(const DOM_NullPtr*) noexcept
 {
-    release_impl(fImpl);
-    fImpl = nullptr;
+    rebind_object(fImpl, static_cast<decltype(fImpl)>(nullptr));
     return *this;
 }
 
