@@ -23,11 +23,15 @@ show() {
     echo
 }
 
-show get config.xml database/host
-show get config.xml database/user@role
-show get config.xml database/password --default secret
-show list config.xml servers
-show set config.xml database/port 6543
-show set config.xml cache/redis@db 3
-show get config.xml database/port
+show get config.xml service/database/host
+show get config.xml service/database/user/@role
+show get config.xml service/database/password --default secret
+show get --all config.xml service/servers/server/@name
+show get config.xml "service/servers/server[@name='beta']"
+show list config.xml service/servers
+show set --dry-run config.xml service/database/port 6543
+show set config.xml service/database/port 6543
+show add config.xml service/servers/server 10.0.0.4
+show delete config.xml service/logging/rotate/@compress
+show get config.xml service/database/port
 show format config.xml
