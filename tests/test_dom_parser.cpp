@@ -2,6 +2,7 @@
 // The options of the classic DOMParser: their defaults, and what each one
 // changes in a parse.
 #include "test_util.h"
+#include "xerces_leaks.h"
 
 #include <xercesc/framework/LocalFileInputSource.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>

@@ -86,7 +86,7 @@ static void testStrings(DOMParser& parser)
         DOMString warm("warm");
         warm.appendData(" up");
         DOMString copy = warm.clone();
-        copy.transcode();
+        delete[] copy.transcode();
     }
     TESTPROLOG
     {
