@@ -846,6 +846,66 @@ case_format_to_full_device() {
     expect 3 "" $'xmlutil: standard output: No space left on device\n'
 }
 
+# A character above U+00FF has no form in the library's ISO-8859-1 output
+# where no character reference may stand: format refuses the document, with
+# the line and column of the element holding it, and writes nothing.
+case_format_refuses_cjk_element_name() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config>\n  <db>\n    <主机>db.example.cn</主机>\n  </db>\n</config>\n' > conf/names.xml
+    run format conf/names.xml
+    expect 3 "" $'xmlutil: format: conf/names.xml: line 4, column 5: character U+4E3B cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+case_format_refuses_cjk_attribute_name() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config>\n  <db host="a">x</db>\n  <log 级别="debug"/>\n</config>\n' > conf/attribute.xml
+    run format conf/attribute.xml
+    expect 3 "" $'xmlutil: format: conf/attribute.xml: line 4, column 3: character U+7EA7 cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+case_format_refuses_cjk_comment() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config>\n  <db>\n    <!-- 数据库 -->\n    <host>a</host>\n  </db>\n</config>\n' > conf/comment.xml
+    run format conf/comment.xml
+    expect 3 "" $'xmlutil: format: conf/comment.xml: line 3, column 3: character U+6570 cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+# Outside the root element no element holds it: the comment's own place.
+case_format_refuses_comment_after_root() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<!-- ok -->\n<config/>\n<!-- end\n  €uro -->\n' > conf/after.xml
+    run format conf/after.xml
+    expect 3 "" $'xmlutil: format: conf/after.xml: line 4, column 1: character U+20AC cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+case_format_refuses_cdata_and_instruction() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config><a>x</a><b><![CDATA[€ 5]]></b></config>\n' > conf/cdata.xml
+    run format conf/cdata.xml
+    expect 3 "" $'xmlutil: format: conf/cdata.xml: line 2, column 17: character U+20AC cannot be written in the library\'s format (ISO-8859-1)\n'
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<?tool mode="😀"?>\n<config/>\n' > conf/pi.xml
+    run format conf/pi.xml
+    expect 3 "" $'xmlutil: format: conf/pi.xml: line 2, column 1: character U+1F600 cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+case_format_refuses_standard_input() {
+    printf '<?xml version="1.0" encoding="UTF-16"?>\n<配置/>\n' | iconv -f UTF-8 -t UTF-16 > conf/utf16.xml
+    input=conf/utf16.xml run format -
+    expect 3 "" $'xmlutil: format: standard input: line 2, column 1: character U+914D cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+# Text and attribute values take character references: nothing is lost.
+case_format_writes_cjk_text_and_values_as_references() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<menu city="北京">\n  <dish>宫保 & ü</dish>\n</menu>\n' | sed 's/&/\&amp;/' > conf/text.xml
+    run format conf/text.xml
+    expect 0 $'<?xml version=\'1.0\' encoding=\'ISO-8859-1\' ?>\n<menu city="&#21271;&#20140;">\n    <dish>&#23467;&#20445; &amp; &#252;</dish>\n</menu>\n' ""
+}
+
+# Every character of ISO-8859-1 is written, as the library's format has it:
+# names, comments and CDATA as bytes, text and values with the umlaut
+# references.
+case_format_latin1_document() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<café prix="5 €uro">\n  <!-- été -->\n  <straße nr="ä">Grüße, ©</straße>\n  <x><![CDATA[½ ÿ]]></x>\n</café>\n' | sed 's/ €uro/ euro/' > conf/latin1.xml
+    run format conf/latin1.xml
+    printf '<?xml version=\x271.0\x27 encoding=\x27ISO-8859-1\x27 ?>\n<caf\xe9 prix="5 euro">\n<!-- \xe9t\xe9 -->\n    <stra\xdfe nr="&#228;">Gr&#252;&#223;e, \xa9</stra\xdfe>\n    <x>\n<![CDATA[\xbd \xff]]>\n    </x>\n</caf\xe9>\n' > want.out
+    expect_out_file 0 want.out ""
+}
+
 # ---- base64 ---------------------------------------------------------------------
 
 # RFC 4648, section 10.
