@@ -4,6 +4,7 @@
 #include "file_replace.h"
 #include "command.h"
 #include "edit/commands.h"
+#include "edit/edit.h"
 
 #include "xmlutil.h"
 
@@ -78,7 +79,15 @@ s written as character references. Comments and processing instructions are
 kept, at the start of their line; a document type declaration is left out
 (an empty line stands in its place).
 
-Exit status: 0 written, 2 usage error, 3 parse or I/O error.
+A character above U+00FF is written as a character reference in text and
+attribute values. Names, CDATA sections, comments and processing
+instructions have no such form: a document with such a character in one of
+them is refused before anything is written, with the line and column of the
+element holding it (or of the comment or processing instruction itself
+outside the root element).
+
+Exit status: 0 written, 2 usage error, 3 parse or I/O error, or a character
+that the library's format cannot hold.
 )";
 
 // ---- Failures ----------------------------------------------------------------------
@@ -347,19 +356,6 @@ unsigned int buffer_length(const input& in)
     return static_cast<unsigned int>(in.bytes.size());
 }
 
-void load(cXML_Utility& xml, const input& in)
-{
-    try {
-        const bool loaded = in.in_memory ? xml.Parse(in.bytes.data(), buffer_length(in))
-                                         : xml.Parse(system_id_of(in.name));
-        if (!loaded) {
-            throw cli_exit{exit_failure, in.label + ": cannot be parsed"};
-        }
-    } catch (const cTextException& e) {
-        throw parse_failure(in, e);
-    }
-}
-
 // ---- Commands ---------------------------------------------------------------------------
 
 // The text of a DOM exception that the library let through.
@@ -405,6 +401,182 @@ int run_list(int argc, char** argv)
     return with_status([&] { return xmlutil_edit::list_command(argc, argv); });
 }
 
+// ---- format: characters the library's format cannot hold ------------------------------
+
+// The first character of a node that the writer would turn into '?', and
+// where it stands: the element holding it, as the n-th element in document
+// order outside entity references, or, for a comment or processing
+// instruction beside the root element, that node itself.
+struct unwritable {
+    unsigned long code = 0;
+    bool top_level = false;        // a comment or processing instruction outside the root
+    std::size_t element = 0;       // else: the holding element's index
+    std::string top_level_start;   // "<!--" or "<?", with the node's first line
+};
+
+// The first character above U+00FF of `text`; 0 when there is none.
+unsigned long first_beyond_latin1(const DOMString& text)
+{
+    const XMLCh* chars = text.rawBuffer();
+    const unsigned int length = text.length();
+    for (unsigned int i = 0; i < length; ++i) {
+        const unsigned long ch = chars[i];
+        if (ch <= 0xFF) {
+            continue;
+        }
+        if (ch >= 0xD800 && ch <= 0xDBFF && i + 1 < length && chars[i + 1] >= 0xDC00 && chars[i + 1] <= 0xDFFF) {
+            return 0x10000 + ((ch - 0xD800) << 10) + (chars[i + 1] - 0xDC00);
+        }
+        return ch;
+    }
+    return 0;
+}
+
+// UTF-8 of the node's text up to its first line end, to find it in the file.
+std::string first_line_of(const DOMString& text)
+{
+    std::string line = DOM2STLstring(text);
+    return line.substr(0, line.find_first_of("\r\n"));
+}
+
+// Text and attribute values are written with character references and
+// lose nothing; names, CDATA sections, comments and processing instructions
+// are written as they are, in ISO-8859-1. Walks the document as the writer
+// does (entity references as their expansion), without recursion.
+bool find_unwritable(DOM_Document& doc, unwritable& found)
+{
+    struct frame {
+        DOM_Node node;
+        bool in_reference;
+        std::size_t holder; // the element holding the node's children
+        bool has_holder;
+    };
+    std::vector<frame> stack;
+    std::size_t elements = 0;
+    for (DOM_Node child = doc.getLastChild(); !child.isNull(); child = child.getPreviousSibling()) {
+        stack.push_back({child, false, 0, false});
+    }
+    while (!stack.empty()) {
+        const frame f = stack.back();
+        stack.pop_back();
+        const short type = f.node.getNodeType();
+        std::size_t holder = f.holder;
+        bool has_holder = f.has_holder;
+        unsigned long code = 0;
+        std::string start;
+        switch (type) {
+        case DOM_Node::ELEMENT_NODE: {
+            if (!f.in_reference) {
+                holder = elements++;
+                has_holder = true;
+            }
+            code = first_beyond_latin1(f.node.getNodeName());
+            DOM_NamedNodeMap attributes = f.node.getAttributes();
+            for (unsigned int i = 0; code == 0 && i < attributes.getLength(); ++i) {
+                code = first_beyond_latin1(attributes.item(i).getNodeName());
+            }
+            break;
+        }
+        case DOM_Node::CDATA_SECTION_NODE:
+            code = first_beyond_latin1(f.node.getNodeValue());
+            break;
+        case DOM_Node::COMMENT_NODE:
+            code = first_beyond_latin1(f.node.getNodeValue());
+            start = "<!--" + first_line_of(f.node.getNodeValue());
+            break;
+        case DOM_Node::PROCESSING_INSTRUCTION_NODE:
+            code = first_beyond_latin1(f.node.getNodeName());
+            if (code == 0) {
+                code = first_beyond_latin1(f.node.getNodeValue());
+            }
+            start = "<?" + DOM2STLstring(f.node.getNodeName());
+            break;
+        case DOM_Node::ENTITY_REFERENCE_NODE:
+            break;
+        default:
+            continue; // text loses nothing; the document type is not written
+        }
+        if (code != 0) {
+            found.code = code;
+            found.top_level = !has_holder;
+            found.element = holder;
+            found.top_level_start = start;
+            return true;
+        }
+        if (type == DOM_Node::ELEMENT_NODE || type == DOM_Node::ENTITY_REFERENCE_NODE) {
+            const bool in_reference = f.in_reference || type == DOM_Node::ENTITY_REFERENCE_NODE;
+            for (DOM_Node child = f.node.getLastChild(); !child.isNull(); child = child.getPreviousSibling()) {
+                stack.push_back({child, in_reference, holder, has_holder});
+            }
+        }
+    }
+    return false;
+}
+
+// "line L, column C: " of byte `offset` of the UTF-8 `text`, the column in
+// characters; a CR LF pair ends one line.
+std::string position_of(const std::string& text, std::size_t offset)
+{
+    unsigned long line = 1;
+    unsigned long column = 1;
+    for (std::size_t i = 0; i < offset && i < text.size(); ++i) {
+        const char ch = text[i];
+        if (ch == '\n' || (ch == '\r' && (i + 1 >= text.size() || text[i + 1] != '\n'))) {
+            ++line;
+            column = 1;
+        } else if ((static_cast<unsigned char>(ch) & 0xC0) != 0x80 && ch != '\r') {
+            ++column;
+        }
+    }
+    return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": ";
+}
+
+// Where `found` stands in the file, read again and scanned by the edit
+// layer's reader; empty when it cannot tell (the refusal stands anyway).
+std::string locate(const input& in, const unwritable& found)
+{
+    try {
+        std::string bytes = in.bytes;
+        if (!in.in_memory) {
+            const int fd = open(in.name.c_str(), O_RDONLY | O_CLOEXEC);
+            if (fd < 0) {
+                return std::string();
+            }
+            try {
+                bytes = read_all(fd, in.label);
+            } catch (...) {
+                close(fd);
+                return std::string();
+            }
+            close(fd);
+        }
+        const xmlutil_edit::loaded_document doc = xmlutil_edit::load_document(bytes, in.label);
+        const std::string& text = doc.doc->text();
+        if (!found.top_level) {
+            if (found.element >= doc.doc->element_count()) {
+                return std::string();
+            }
+            return position_of(text, doc.doc->element(static_cast<std::uint32_t>(found.element)).begin);
+        }
+        // Before the root element, or after it.
+        const xmlutil_edit::element_span& root = doc.doc->element(doc.doc->root());
+        std::size_t at = text.find(found.top_level_start);
+        if (at != std::string::npos && at >= root.begin && at < root.end) {
+            at = text.find(found.top_level_start, root.end);
+        }
+        return at == std::string::npos ? std::string() : position_of(text, at);
+    } catch (...) {
+        return std::string();
+    }
+}
+
+std::string code_point_name(unsigned long code)
+{
+    char name[16];
+    std::snprintf(name, sizeof name, "U+%04lX", code);
+    return name;
+}
+
 int run_format(int argc, char** argv)
 {
     const std::string usage = "xmlutil format FILE";
@@ -414,15 +586,31 @@ int run_format(int argc, char** argv)
         return exit_ok;
     }
     expect_operands(args, {"FILE"}, usage);
-    cXML_Utility xml(0);
-    load(xml, open_input(args.operands[0]));
+    const input in = open_input(args.operands[0]);
+    DOM_Document doc;
+    try {
+        doc = in.in_memory ? ParseBuffer(in.bytes.data(), buffer_length(in), false)
+                           : ParseFile(system_id_of(in.name), false);
+    } catch (const cTextException& e) {
+        throw parse_failure(in, e);
+    }
+    if (doc.isNull()) {
+        throw cli_exit{exit_failure, in.label + ": cannot be parsed"};
+    }
+    // Refused before anything is written: half a document is no use either.
+    unwritable found;
+    if (find_unwritable(doc, found)) {
+        throw cli_exit{exit_failure, "format: " + in.label + ": " + locate(in, found) + "character " +
+                                         code_point_name(found.code) +
+                                         " cannot be written in the library's format (ISO-8859-1)"};
+    }
     stdout_buffer buffer;
     std::ostream out(&buffer);
     // A failed write ends the writer at once instead of formatting the rest
     // of the document for nobody.
     out.exceptions(std::ios::badbit);
     try {
-        xml.SaveToStream(out);
+        out << static_cast<DOM_Node&>(doc);
         out.flush();
     } catch (const std::ios::failure&) {
     }

@@ -160,7 +160,12 @@ document: when anything but the edited node would read differently, FILE is
 left alone and the command exits with 3.
 
 --dry-run   prints a unified diff of the change (--- FILE / +++ FILE, three
-            lines of context) and leaves FILE alone
+            lines of context) and leaves FILE alone. The diff holds the
+            file's own bytes (its encoding, byte order mark and line ends,
+            whatever the locale), so that patch(1) applies it to FILE. A
+            UTF-16 file has no lines that patch can take: its diff shows the
+            text in the locale's encoding, without the byte order mark, to
+            be read, not applied.
 -o OUT      writes the edited document to OUT ("-" standard output) and
             leaves FILE alone
 
@@ -587,7 +592,14 @@ int edit_command(int argc, char** argv, edit_kind kind)
     const loaded_document in = load_document(bytes, label_of(file));
     const edit_result result = apply_edit(in, kind, p, args.ns, value, has_value);
     if (args.dry_run) {
-        write_stdout(output_text(unified_diff(in.doc->text(), result.text, file)));
+        // The file's own bytes, byte order mark and all, so that patch(1)
+        // applies the diff to FILE as it is. UTF-16 is no text of lines for
+        // patch: its diff is one of the text, for reading.
+        if (in.encoding.ascii_compatible()) {
+            write_stdout(unified_diff(bytes, result.bytes, file));
+        } else {
+            write_stdout(output_text(unified_diff(in.doc->text(), result.text, file)));
+        }
         return exit_ok;
     }
     if (args.has_output) {

@@ -229,6 +229,13 @@ bool file_encoding::holds(const std::string& ch) const
     return convert("UTF-8", name.c_str(), ch, out);
 }
 
+bool file_encoding::ascii_compatible() const
+{
+    // The file's first bytes decided the encoding: a declared name is only
+    // taken from a file that starts with "<?xml" in ASCII.
+    return utf8 || (name.compare(0, 6, "UTF-16") != 0 && name.compare(0, 6, "UTF-32") != 0);
+}
+
 std::string decode_file(const std::string& bytes, file_encoding& encoding, const std::string& label)
 {
     const auto starts = [&bytes](const char* prefix, std::size_t n) {

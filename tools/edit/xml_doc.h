@@ -34,6 +34,9 @@ struct file_encoding {
     std::string encode(const std::string& text) const;
     // Whether the encoding holds the character of the UTF-8 sequence `ch`.
     bool holds(const std::string& ch) const;
+    // Whether ASCII characters, the line feed among them, are single bytes
+    // of their own in the file: every encoding but UTF-16 and UTF-32.
+    bool ascii_compatible() const;
 };
 
 // Reads the encoding from the byte order mark or the XML declaration and

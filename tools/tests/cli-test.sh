@@ -739,6 +739,74 @@ case_dry_run_prints_diff() {
     same_file want.xml conf/short.xml
 }
 
+# dry_run_patches FILE COMMAND ARG...: the --dry-run diff of the edit,
+# applied to FILE with patch(1) without fuzz (every context line matching),
+# gives exactly the bytes that -o writes; FILE
+# stays as it was.
+dry_run_patches() {
+    local file=$1 command=$2
+    shift 2
+    cp -p "$file" before.xml
+    run "$command" -o dry-out.xml "$file" "$@"
+    expect 0 "" ""
+    run "$command" --dry-run "$file" "$@"
+    [ "$status" = 0 ] || fail "exit status $status, expected 0"
+    cp run.out dry.diff
+    same_file before.xml "$file"
+    rm -f patched.xml
+    if patch --binary --fuzz=0 --no-backup-if-mismatch -s -r - -o patched.xml "$file" < dry.diff > patch.log 2>&1; then
+        same_file dry-out.xml patched.xml
+    else
+        fail "the diff does not apply with patch: $(head -n 3 patch.log)"
+    fi
+}
+
+# A byte order mark is part of line 1, in the diff as in the file.
+case_dry_run_utf8_bom_patches() {
+    printf '\xef\xbb\xbf<?xml version="1.0" encoding="utf-8"?>\r\n<Project ToolsVersion="15.0">\r\n  <Name>Caf\xc3\xa9</Name>\r\n</Project>\r\n' > conf/WebShop.csproj
+    run set --dry-run conf/WebShop.csproj Project/@ToolsVersion 16.0
+    printf -- '--- conf/WebShop.csproj\n+++ conf/WebShop.csproj\n@@ -1,4 +1,4 @@\n \xef\xbb\xbf<?xml version="1.0" encoding="utf-8"?>\r\n-<Project ToolsVersion="15.0">\r\n+<Project ToolsVersion="16.0">\r\n   <Name>Caf\xc3\xa9</Name>\r\n </Project>\r\n' > want.out
+    expect_out_file 0 want.out ""
+    dry_run_patches conf/WebShop.csproj set Project/@ToolsVersion 16.0
+    dry_run_patches conf/WebShop.csproj set Project/Name 'Thé'
+    dry_run_patches conf/WebShop.csproj add Project/Name 'Zoë'
+    dry_run_patches conf/WebShop.csproj delete Project/Name
+}
+
+# ISO-8859-1 bytes go out as they are, whatever the locale.
+case_dry_run_latin1_patches() {
+    printf '<?xml version="1.0" encoding="ISO-8859-1"?>\n<menu>\n  <dish>Caf\xe9</dish>\n  <price>5</price>\n</menu>\n' > conf/menu.xml
+    run set --dry-run conf/menu.xml menu/dish 'Thé'
+    printf -- '--- conf/menu.xml\n+++ conf/menu.xml\n@@ -1,5 +1,5 @@\n <?xml version="1.0" encoding="ISO-8859-1"?>\n <menu>\n-  <dish>Caf\xe9</dish>\n+  <dish>Th\xe9</dish>\n   <price>5</price>\n </menu>\n' > menu.diff
+    expect_out_file 0 menu.diff ""
+    dry_run_patches conf/menu.xml set menu/dish 'Thé'
+    dry_run_patches conf/menu.xml set menu/@lang 'fr'
+    dry_run_patches conf/menu.xml add menu/dish 'Crème brûlée'
+    dry_run_patches conf/menu.xml delete menu/price
+    # In the C locale as well: the diff is the file's, not the locale's text.
+    LC_ALL=C run set --dry-run conf/menu.xml menu/dish 'Thé'
+    expect_out_file 0 menu.diff ""
+}
+
+case_dry_run_windows1252_patches() {
+    printf '<?xml version="1.0" encoding="windows-1252"?>\r\n<prices>\r\n  <item name="Caf\xe9">5 \x80</item>\r\n  <note>\x93quoted\x94</note>\r\n</prices>\r\n' > conf/prices.xml
+    run set --dry-run conf/prices.xml prices/item '6 €'
+    printf -- '--- conf/prices.xml\n+++ conf/prices.xml\n@@ -1,5 +1,5 @@\n <?xml version="1.0" encoding="windows-1252"?>\r\n <prices>\r\n-  <item name="Caf\xe9">5 \x80</item>\r\n+  <item name="Caf\xe9">6 \x80</item>\r\n   <note>\x93quoted\x94</note>\r\n </prices>\r\n' > want.out
+    expect_out_file 0 want.out ""
+    dry_run_patches conf/prices.xml set prices/item '6 €'
+    dry_run_patches conf/prices.xml set prices/note '„low“'
+    dry_run_patches conf/prices.xml add prices/item '7 €'
+    dry_run_patches conf/prices.xml delete prices/item/@name
+}
+
+# UTF-16 has no lines that patch can take: the diff is the text in the
+# locale's encoding, without the byte order mark, for reading.
+case_dry_run_utf16_shows_text() {
+    { printf '\xff\xfe'; printf '<?xml version="1.0" encoding="UTF-16"?>\r\n<r>\r\n  <a>é</a>\r\n</r>\r\n' | iconv -f UTF-8 -t UTF-16LE; } > conf/u.xml
+    run set --dry-run conf/u.xml r/a 'ü'
+    expect 0 $'--- conf/u.xml\n+++ conf/u.xml\n@@ -1,4 +1,4 @@\n <?xml version="1.0" encoding="UTF-16"?>\r\n <r>\r\n-  <a>é</a>\r\n+  <a>ü</a>\r\n </r>\r\n' ""
+}
+
 case_output_option() {
     run set -o conf/out.xml conf/config.xml service/database/port 6543
     expect 0 "" ""
@@ -845,6 +913,66 @@ case_format_to_full_device() {
     set -e
     : > run.out
     expect 3 "" $'xmlutil: standard output: No space left on device\n'
+}
+
+# A character above U+00FF has no form in the library's ISO-8859-1 output
+# where no character reference may stand: format refuses the document, with
+# the line and column of the element holding it, and writes nothing.
+case_format_refuses_cjk_element_name() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config>\n  <db>\n    <主机>db.example.cn</主机>\n  </db>\n</config>\n' > conf/names.xml
+    run format conf/names.xml
+    expect 3 "" $'xmlutil: format: conf/names.xml: line 4, column 5: character U+4E3B cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+case_format_refuses_cjk_attribute_name() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config>\n  <db host="a">x</db>\n  <log 级别="debug"/>\n</config>\n' > conf/attribute.xml
+    run format conf/attribute.xml
+    expect 3 "" $'xmlutil: format: conf/attribute.xml: line 4, column 3: character U+7EA7 cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+case_format_refuses_cjk_comment() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config>\n  <db>\n    <!-- 数据库 -->\n    <host>a</host>\n  </db>\n</config>\n' > conf/comment.xml
+    run format conf/comment.xml
+    expect 3 "" $'xmlutil: format: conf/comment.xml: line 3, column 3: character U+6570 cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+# Outside the root element no element holds it: the comment's own place.
+case_format_refuses_comment_after_root() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<!-- ok -->\n<config/>\n<!-- end\n  €uro -->\n' > conf/after.xml
+    run format conf/after.xml
+    expect 3 "" $'xmlutil: format: conf/after.xml: line 4, column 1: character U+20AC cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+case_format_refuses_cdata_and_instruction() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<config><a>x</a><b><![CDATA[€ 5]]></b></config>\n' > conf/cdata.xml
+    run format conf/cdata.xml
+    expect 3 "" $'xmlutil: format: conf/cdata.xml: line 2, column 17: character U+20AC cannot be written in the library\'s format (ISO-8859-1)\n'
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<?tool mode="😀"?>\n<config/>\n' > conf/pi.xml
+    run format conf/pi.xml
+    expect 3 "" $'xmlutil: format: conf/pi.xml: line 2, column 1: character U+1F600 cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+case_format_refuses_standard_input() {
+    printf '<?xml version="1.0" encoding="UTF-16"?>\n<配置/>\n' | iconv -f UTF-8 -t UTF-16 > conf/utf16.xml
+    input=conf/utf16.xml run format -
+    expect 3 "" $'xmlutil: format: standard input: line 2, column 1: character U+914D cannot be written in the library\'s format (ISO-8859-1)\n'
+}
+
+# Text and attribute values take character references: nothing is lost.
+case_format_writes_cjk_text_and_values_as_references() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<menu city="北京">\n  <dish>宫保 & ü</dish>\n</menu>\n' | sed 's/&/\&amp;/' > conf/text.xml
+    run format conf/text.xml
+    expect 0 $'<?xml version=\'1.0\' encoding=\'ISO-8859-1\' ?>\n<menu city="&#21271;&#20140;">\n    <dish>&#23467;&#20445; &amp; &#252;</dish>\n</menu>\n' ""
+}
+
+# Every character of ISO-8859-1 is written, as the library's format has it:
+# names, comments and CDATA as bytes, text and values with the umlaut
+# references.
+case_format_latin1_document() {
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<café prix="5 €uro">\n  <!-- été -->\n  <straße nr="ä">Grüße, ©</straße>\n  <x><![CDATA[½ ÿ]]></x>\n</café>\n' | sed 's/ €uro/ euro/' > conf/latin1.xml
+    run format conf/latin1.xml
+    printf '<?xml version=\x271.0\x27 encoding=\x27ISO-8859-1\x27 ?>\n<caf\xe9 prix="5 euro">\n<!-- \xe9t\xe9 -->\n    <stra\xdfe nr="&#228;">Gr&#252;&#223;e, \xa9</stra\xdfe>\n    <x>\n<![CDATA[\xbd \xff]]>\n    </x>\n</caf\xe9>\n' > want.out
+    expect_out_file 0 want.out ""
 }
 
 # ---- base64 ---------------------------------------------------------------------

@@ -9,10 +9,10 @@
 #  - "-o OUT" writes the result and leaves FILE alone; FILE "-" (standard
 #    input) writes the same to standard output; "--dry-run" leaves FILE
 #    alone and prints a unified diff which, applied with patch(1) to the
-#    original, gives OUT (for a file that is not plain UTF-8, the diff may
-#    instead be one of the text in UTF-8 without a byte order mark, as the
-#    tool prints text in the locale's encoding); the edit in place then
-#    leaves exactly OUT in FILE.
+#    original, gives OUT byte for byte (byte order mark, encoding and line
+#    ends included; only for UTF-16, which patch cannot take line by line,
+#    the diff is one of the text in UTF-8 without a byte order mark, and
+#    applies to that text); the edit in place then leaves exactly OUT in FILE.
 #  - (a) Only the edited span changes: the new bytes must be the original's
 #    with one occurrence of the case's OLD text replaced by its NEW text (both
 #    converted to the file's encoding), everything before and after identical.
@@ -188,11 +188,11 @@ text_view() {
 }
 
 # apply_diff ORIGINAL EXPECTED: patch(1) applies the last --dry-run output to
-# ORIGINAL and gives EXPECTED (a mismatch is reported; a failure to apply is
+# ORIGINAL, every context line matching (no fuzz), and gives EXPECTED (a mismatch is reported; a failure to apply is
 # left to the caller).
 apply_diff() {
     rm -f "$work/patched.xml"
-    (cd "$work" && patch --binary --no-backup-if-mismatch -s -r - -o patched.xml "$1" < dry.diff > patch.log 2>&1) || return 1
+    (cd "$work" && patch --binary --fuzz=0 --no-backup-if-mismatch -s -r - -o patched.xml "$1" < dry.diff > patch.log 2>&1) || return 1
     cmp -s "$work/patched.xml" "$2" || { fail "the diff applied with patch does not give the -o result"; show_bytes "$2" "$work/patched.xml"; }
 }
 
@@ -243,16 +243,14 @@ check_edit() {
         [[ $first == "--- $name" || $first == "--- $name"$'\t'* ]] || fail "first line of the diff is '$first'"
         [[ $second == "+++ $name" || $second == "+++ $name"$'\t'* ]] || fail "second line of the diff is '$second'"
         cp "$work/run.out" "$work/dry.diff"
-        if apply_diff "$orig" "$work/out.xml"; then
-            :
-        elif [ "$encoding" != UTF-8 ] || [ "$bom" = efbb ]; then
-            # The diff may show the text as the reader sees it: in the locale's
-            # encoding (UTF-8 here), without a byte order mark.
+        if [[ $encoding == UTF-16* ]]; then
+            # The text as the reader sees it: in the locale's encoding (UTF-8
+            # here), without a byte order mark.
             text_view "$orig" > "$work/orig.text"
             text_view "$work/out.xml" > "$work/out.text"
-            apply_diff "$work/orig.text" "$work/out.text" || fail "the diff does not apply with patch to the file, nor to its text in UTF-8: $(head -n 3 "$work/patch.log")"
+            apply_diff "$work/orig.text" "$work/out.text" || fail "the diff does not apply with patch to the file's text in UTF-8: $(head -n 3 "$work/patch.log")"
         else
-            fail "the diff does not apply with patch: $(head -n 3 "$work/patch.log")"
+            apply_diff "$orig" "$work/out.xml" || fail "the diff does not apply with patch: $(head -n 3 "$work/patch.log")"
         fi
     fi
 
