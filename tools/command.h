@@ -22,9 +22,17 @@ struct command_failure {
 void write_out(const char* data, std::size_t size);
 void write_out(const std::string& text);
 
-// One read(2) of standard input, tried again after a signal; 0 at its end.
-// Throws (exit 3) for an error.
+// One read(2) of `fd` (standard input by default), tried again after a
+// signal; 0 at its end. Throws (exit 3, "LABEL: error") for an error.
 std::size_t read_in(char* buffer, std::size_t size);
+std::size_t read_some(int fd, char* buffer, std::size_t size, const std::string& label);
+
+// What standard input, a pipe or a device may bring: it has to be held in
+// memory, and has no size to check beforehand.
+constexpr std::size_t max_stream_input = std::size_t(1) << 30;
+
+// All of `fd` up to its end; more than max_stream_input throws (exit 3).
+std::string read_stream(int fd, const std::string& label);
 
 // `xmlutil base64 ARGS...` and `xmlutil validate ARGS...`: the arguments after
 // the command's name; the exit status is returned, or a failure thrown.

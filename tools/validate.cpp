@@ -80,8 +80,6 @@ Exit status: 0 valid (also with warnings), 1 invalid or not well-formed,
 unreadable, or the grammar itself in error.
 )";
 
-constexpr std::size_t max_input = std::size_t(1) << 30;
-
 // The same limit as the library's reading: enough for real documents, far
 // below what a "billion laughs" needs.
 constexpr XMLSize_t entity_expansions = 100000;
@@ -362,22 +360,6 @@ validate_args parse_validate_args(int argc, char** argv, bool& help)
     return args;
 }
 
-std::string read_stdin()
-{
-    std::string bytes;
-    std::vector<char> block(65536);
-    for (;;) {
-        const std::size_t got = read_in(block.data(), block.size());
-        if (got == 0) {
-            return bytes;
-        }
-        if (bytes.size() + got > max_input) {
-            throw command_failure{exit_io, "standard input: more than 1 GiB, the most read"};
-        }
-        bytes.append(block.data(), got);
-    }
-}
-
 // Reads all of `fd`, or of the file `name` when `fd` is -1; closes it.
 std::string read_file(const std::string& name, int fd)
 {
@@ -387,27 +369,13 @@ std::string read_file(const std::string& name, int fd)
     if (fd < 0) {
         throw command_failure{exit_io, name + ": " + std::strerror(errno)};
     }
-    std::string bytes;
-    std::vector<char> block(65536);
-    for (;;) {
-        const ssize_t got = read(fd, block.data(), block.size());
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got < 0) {
-            const int error = errno;
-            close(fd);
-            throw command_failure{exit_io, name + ": " + std::strerror(error)};
-        }
-        if (got == 0) {
-            close(fd);
-            return bytes;
-        }
-        if (bytes.size() + static_cast<std::size_t>(got) > max_input) {
-            close(fd);
-            throw command_failure{exit_io, name + ": more than 1 GiB, the most read"};
-        }
-        bytes.append(block.data(), static_cast<std::size_t>(got));
+    try {
+        std::string bytes = read_stream(fd, name);
+        close(fd);
+        return bytes;
+    } catch (...) {
+        close(fd);
+        throw;
     }
 }
 
@@ -620,7 +588,7 @@ int run_validate_command(int argc, char** argv)
     std::string bytes;
     bool in_memory = true;
     if (from_stdin) {
-        bytes = read_stdin();
+        bytes = read_stream(STDIN_FILENO, "standard input");
     } else {
         int fd = -1;
         const bool regular = open_readable(args.file, true, fd);

@@ -242,10 +242,6 @@ void expect_operands(const command_args& args, const std::vector<const char*>& n
 
 // ---- Documents ------------------------------------------------------------------------
 
-// What standard input, a pipe or a device may bring: it has to be held in
-// memory, and has no size to check beforehand.
-constexpr std::size_t max_stream_input = std::size_t(1) << 30;
-
 // A document to read. A regular file is parsed by its name, so that its DTD
 // and entities resolve beside it. Standard input ("-"), a pipe or a device is
 // read once into memory: it cannot be opened a second time for the parser.
@@ -256,36 +252,6 @@ struct input {
     std::string bytes;
 };
 
-// One read(2) of `fd`, tried again when a signal interrupts it; 0 at the end.
-std::size_t read_some(int fd, char* buffer, std::size_t size, const std::string& label)
-{
-    for (;;) {
-        const ssize_t got = read(fd, buffer, size);
-        if (got >= 0) {
-            return static_cast<std::size_t>(got);
-        }
-        if (errno != EINTR) {
-            throw system_error(label, errno);
-        }
-    }
-}
-
-std::string read_all(int fd, const std::string& label)
-{
-    std::string bytes;
-    char block[65536];
-    for (;;) {
-        const std::size_t got = read_some(fd, block, sizeof block, label);
-        if (got == 0) {
-            return bytes;
-        }
-        if (bytes.size() + got > max_stream_input) {
-            throw cli_exit{exit_failure, label + ": more than 1 GiB, the most read from a pipe or device"};
-        }
-        bytes.append(block, got);
-    }
-}
-
 input open_input(const std::string& file)
 {
     input in;
@@ -293,7 +259,7 @@ input open_input(const std::string& file)
     in.label = file == "-" ? "standard input" : file;
     if (file == "-") {
         in.in_memory = true;
-        in.bytes = read_all(STDIN_FILENO, in.label);
+        in.bytes = xmlutil_cli::read_stream(STDIN_FILENO, in.label);
         return in;
     }
     // The parser's reports for a missing or unreadable file or a directory
@@ -315,7 +281,7 @@ input open_input(const std::string& file)
     if (!S_ISREG(st.st_mode)) {
         in.in_memory = true;
         try {
-            in.bytes = read_all(fd, file);
+            in.bytes = xmlutil_cli::read_stream(fd, file);
         } catch (...) {
             close(fd);
             throw;
@@ -352,7 +318,7 @@ cli_exit parse_failure(const input& in, const cTextException& e)
 
 unsigned int buffer_length(const input& in)
 {
-    // Below 4 GiB by max_stream_input.
+    // Below 4 GiB by xmlutil_cli::max_stream_input.
     return static_cast<unsigned int>(in.bytes.size());
 }
 
@@ -543,7 +509,7 @@ std::string locate(const input& in, const unwritable& found)
                 return std::string();
             }
             try {
-                bytes = read_all(fd, in.label);
+                bytes = xmlutil_cli::read_stream(fd, in.label);
             } catch (...) {
                 close(fd);
                 return std::string();

@@ -4,6 +4,7 @@
 #include "edit.h"
 #include "locale_text.h"
 
+#include "command.h"
 #include "file_replace.h"
 
 #include <cerrno>
@@ -41,40 +42,6 @@ void write_stdout(const std::string& text)
 {
     if (int error = xmlutil_detail::write_all(STDOUT_FILENO, text.data(), text.size())) {
         throw system_error("standard output", error);
-    }
-}
-
-// What standard input, a pipe or a device may bring: it has to be held in
-// memory, and has no size to check beforehand.
-constexpr std::size_t max_stream_input = std::size_t(1) << 30;
-
-// One read(2) of `fd`, tried again when a signal interrupts it; 0 at the end.
-std::size_t read_some(int fd, char* buffer, std::size_t size, const std::string& label)
-{
-    for (;;) {
-        const ssize_t got = read(fd, buffer, size);
-        if (got >= 0) {
-            return static_cast<std::size_t>(got);
-        }
-        if (errno != EINTR) {
-            throw system_error(label, errno);
-        }
-    }
-}
-
-std::string read_all(int fd, const std::string& label)
-{
-    std::string bytes;
-    char block[65536];
-    for (;;) {
-        const std::size_t got = read_some(fd, block, sizeof block, label);
-        if (got == 0) {
-            return bytes;
-        }
-        if (bytes.size() + got > max_stream_input) {
-            throw cli_exit{exit_failure, label + ": more than 1 GiB, the most read from a pipe or device"};
-        }
-        bytes.append(block, got);
     }
 }
 
@@ -333,7 +300,7 @@ edit_args parse_edit_args(int argc, char** argv, const std::string& usage, unsig
 std::string read_input(const std::string& file, const std::string& label)
 {
     if (file == "-") {
-        return read_all(STDIN_FILENO, label);
+        return xmlutil_cli::read_stream(STDIN_FILENO, label);
     }
     const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
@@ -346,7 +313,7 @@ std::string read_input(const std::string& file, const std::string& label)
         throw system_error(file, error);
     }
     try {
-        std::string bytes = read_all(fd, file);
+        std::string bytes = xmlutil_cli::read_stream(fd, file);
         close(fd);
         return bytes;
     } catch (...) {
