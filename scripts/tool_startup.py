@@ -68,7 +68,7 @@ def main(argv):
             ("+ parse and look up, raw Xerces-C (startup_xerces)", [os.path.join(build, "bench", "startup_xerces"), config]),
             ("the same on the library (startup_xmlutil)", [os.path.join(build, "bench", "startup_xmlutil"), config]),
             ("xmlutil --version (loads, never initialises Xerces-C)", [tool, "--version"]),
-            ("xmlutil get FILE section3/key7", [tool, "get", config, "section3/key7"]),
+            ("xmlutil get FILE config/section3/key7", [tool, "get", config, "config/section3/key7"]),
             ("xmllint --xpath 'string(/config/section3/key7)' FILE",
              [shutil.which("xmllint") or "/usr/bin/xmllint", "--xpath", "string(/config/section3/key7)", config]),
         ]
