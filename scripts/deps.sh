@@ -6,8 +6,9 @@ set -euo pipefail
 
 # groff renders the manual page in its test; dpkg-dev gives cpack dpkg-shlibdeps
 # for the Debian package's Depends; xmllint (libxml2-utils) is the independent
-# parser of the corpus test; patch applies the tool's --dry-run diffs in tests.
-packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen pkg-config groff-base dpkg-dev libxml2-utils patch "$@")
+# parser of the corpus test; patch applies the tool's --dry-run diffs in tests;
+# zsh runs the test of the zsh completion.
+packages=(cmake make g++ binutils libxerces-c-dev libgtest-dev locales doxygen pkg-config groff-base dpkg-dev libxml2-utils zsh patch "$@")
 if [ "${XMLUTIL_WITH_BENCH:-0}" = 1 ]; then
     packages+=(libbenchmark-dev libssl-dev libpugixml-dev)
 fi

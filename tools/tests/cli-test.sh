@@ -1429,6 +1429,41 @@ case_completion_bash() {
     [ "$(complete_words help f)" = "format" ] || fail "help f: $(complete_words help f)"
 }
 
+# The zsh completion function, run outside the line editor: the completion
+# system's helpers (_arguments, _describe, _alternative) are replaced by
+# stand-ins that print how they were called, so the test sees which
+# specification each command line gets. zsh -n checks the syntax first.
+case_completion_zsh() {
+    local script
+    script="$(cd "$(dirname "${BASH_SOURCE[0]}")/../completion" && pwd)/_xmlutil"
+    last="zsh completion"
+    zsh -n "$script" || fail "zsh -n: syntax error"
+    zsh_complete() {
+        zsh -f -c '
+            _arguments() { print -r -- "arguments${(j: | :)@}" }
+            _describe() { print -r -- "describe $*" }
+            _alternative() { print -r -- "alternative${(j: | :)@}" }
+            function _xmlutil_load { source "$1" } ; _xmlutil_load "$1" > /dev/null
+            shift
+            words=(xmlutil "$@"); CURRENT=${#words}
+            _xmlutil' zsh "$script" "$@"
+    }
+    [ "$(zsh_complete '')" = 'alternativeoptions:option:((--help\:"print the help" --version\:"print the version")) | commands:command:_describe -t commands command commands' ] ||
+        fail "commands: $(zsh_complete '')"
+    [ "$(zsh_complete get '')" = 'arguments*-N[namespace prefix]:PREFIX=URI: | --all[print every match] | --default[print VALUE when nothing matches]:value: | --help[print the help] | 1:file:_files | 2:path:' ] ||
+        fail "get: $(zsh_complete get '')"
+    local edit='arguments*-N[namespace prefix]:PREFIX=URI: | (-o)--dry-run[print the change as a unified diff] | (--dry-run)-o[write the result to OUT]:output file:_files | --help[print the help] | 1:file:_files | 2:path: | 3:value:'
+    for command in set add delete; do
+        [ "$(zsh_complete "$command" '')" = "$edit" ] || fail "$command: $(zsh_complete "$command" '')"
+    done
+    [ "$(zsh_complete list '')" = 'arguments--help[print the help] | 1:file:_files | 2:path:' ] || fail "list"
+    [ "$(zsh_complete format '')" = 'arguments--help[print the help] | 1:file:_files' ] || fail "format"
+    [ "$(zsh_complete validate x.xml '')" = 'arguments(--xsd)--dtd[validate against a DTD]:DTD file:_files -g "*.dtd" | (--dtd)--xsd[validate against an XML Schema]:schema file:_files -g "*.xsd" | --help[print the help] | 1:file:_files' ] ||
+        fail "validate: $(zsh_complete validate x.xml '')"
+    [ "$(zsh_complete base64 '')" = 'arguments--help[print the help] | 1:mode:(encode decode)' ] || fail "base64"
+    [ "$(zsh_complete help '')" = 'arguments1:command:_describe -t commands command commands' ] || fail "help"
+}
+
 # ---- usage errors -----------------------------------------------------------------
 
 case_usage_no_command() {
