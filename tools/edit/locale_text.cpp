@@ -3,9 +3,7 @@
 
 #include "xml_doc.h"
 
-#include <cerrno>
 #include <clocale>
-#include <iconv.h>
 #include <langinfo.h>
 
 namespace xmlutil_edit {
@@ -17,31 +15,6 @@ std::string& locale_codeset()
 {
     static std::string codeset;
     return codeset;
-}
-
-bool recode(const std::string& from, const std::string& to, const std::string& in, std::string& out)
-{
-    iconv_t cd = iconv_open(to.c_str(), from.c_str());
-    if (cd == reinterpret_cast<iconv_t>(-1)) {
-        return false;
-    }
-    out.clear();
-    char* src = const_cast<char*>(in.data());
-    std::size_t left = in.size();
-    char block[4096];
-    bool ok = true;
-    while (left > 0) {
-        char* dst = block;
-        std::size_t room = sizeof block;
-        const std::size_t r = iconv(cd, &src, &left, &dst, &room);
-        out.append(block, static_cast<std::size_t>(dst - block));
-        if (r == static_cast<std::size_t>(-1) && errno != E2BIG) {
-            ok = false;
-            break;
-        }
-    }
-    iconv_close(cd);
-    return ok;
 }
 
 } // namespace
@@ -64,7 +37,7 @@ std::string argument_text(const std::string& arg, const std::string& what)
         return arg;
     }
     std::string out;
-    if (!recode(codeset, "UTF-8", arg, out)) {
+    if (!recode(codeset.c_str(), "UTF-8", arg, out)) {
         throw failure(2, what + " is not valid " + codeset);
     }
     return out;
@@ -77,7 +50,7 @@ std::string output_text(const std::string& text)
         return text;
     }
     std::string out;
-    if (!recode("UTF-8", codeset, text, out)) {
+    if (!recode("UTF-8", codeset.c_str(), text, out)) {
         throw failure(2, "the text holds a character that the locale's encoding " + codeset + " cannot show");
     }
     return out;

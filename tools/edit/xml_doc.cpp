@@ -22,11 +22,9 @@
 
 namespace xmlutil_edit {
 
-namespace {
-
 // Converts `in` from one iconv encoding to another; false at the first
 // character the target cannot hold or the source does not encode.
-bool convert(const char* from, const char* to, const std::string& in, std::string& out)
+bool recode(const char* from, const char* to, const std::string& in, std::string& out)
 {
     iconv_t cd = iconv_open(to, from);
     if (cd == reinterpret_cast<iconv_t>(-1)) {
@@ -51,6 +49,8 @@ bool convert(const char* from, const char* to, const std::string& in, std::strin
     iconv_close(cd);
     return ok;
 }
+
+namespace {
 
 std::string upper(std::string s)
 {
@@ -214,7 +214,7 @@ std::string file_encoding::encode(const std::string& text) const
         return bom + text;
     }
     std::string out;
-    if (!convert("UTF-8", name.c_str(), text, out)) {
+    if (!recode("UTF-8", name.c_str(), text, out)) {
         throw failure(3, "the document cannot be written in its encoding " + name);
     }
     return bom + out;
@@ -226,7 +226,7 @@ bool file_encoding::holds(const std::string& ch) const
         return true;
     }
     std::string out;
-    return convert("UTF-8", name.c_str(), ch, out);
+    return recode("UTF-8", name.c_str(), ch, out);
 }
 
 bool file_encoding::ascii_compatible() const
@@ -283,7 +283,7 @@ std::string decode_file(const std::string& bytes, file_encoding& encoding, const
         return bytes.substr(skip);
     }
     std::string text;
-    if (!convert(encoding.name.c_str(), "UTF-8", bytes.substr(skip), text)) {
+    if (!recode(encoding.name.c_str(), "UTF-8", bytes.substr(skip), text)) {
         throw failure(3, label + ": cannot be read in its encoding " + encoding.name);
     }
     // Edits splice the UTF-8 text and convert it back: that must give the
@@ -291,7 +291,7 @@ std::string decode_file(const std::string& bytes, file_encoding& encoding, const
     const bool one_to_one = encoding.name == "ISO-8859-1" || encoding.name == "LATIN1" ||
                             encoding.name.compare(0, 6, "UTF-16") == 0;
     std::string again;
-    if (!one_to_one && (!convert("UTF-8", encoding.name.c_str(), text, again) || again != bytes.substr(skip))) {
+    if (!one_to_one && (!recode("UTF-8", encoding.name.c_str(), text, again) || again != bytes.substr(skip))) {
         throw failure(3, label + ": its encoding " + encoding.name + " does not convert back to the same bytes");
     }
     return text;

@@ -39,6 +39,10 @@ struct file_encoding {
     bool ascii_compatible() const;
 };
 
+// Converts `in` from one iconv encoding to another; false at the first
+// character the target cannot hold or the source does not encode.
+bool recode(const char* from, const char* to, const std::string& in, std::string& out);
+
 // Reads the encoding from the byte order mark or the XML declaration and
 // converts `bytes` to UTF-8 text; `label` names the input in messages.
 std::string decode_file(const std::string& bytes, file_encoding& encoding, const std::string& label);
