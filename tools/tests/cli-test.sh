@@ -1431,8 +1431,8 @@ case_completion_bash() {
 
 # The zsh completion function, run outside the line editor: the completion
 # system's helpers (_arguments, _describe, _alternative) are replaced by
-# stand-ins that print how they were called, so the test sees which
-# specification each command line gets. zsh -n checks the syntax first.
+# stand-ins that print how they were called, so the test sees what the
+# function asks for on each command line. zsh -n checks the syntax first.
 case_completion_zsh() {
     local script
     script="$(cd "$(dirname "${BASH_SOURCE[0]}")/../completion" && pwd)/_xmlutil"
