@@ -21,10 +21,6 @@ bool is_null(const DOMString& text)
     return text.rawBuffer() == nullptr;
 }
 
-DOM_Document new_document(const char* root)
-{
-    return DOM_DOMImplementation::getImplementation().createDocument(DOMString(), DOMString(root), 0);
-}
 
 DOM_Document parse_with(const std::string& text, bool entityNodes = true)
 {
@@ -37,11 +33,6 @@ DOM_Document parse_with(const std::string& text, bool entityNodes = true)
     return parser.getDocument();
 }
 
-template <class T>
-T as(const DOM_Node& node)
-{
-    return static_cast<const T&>(node);
-}
 
 const char kDoctype[] =
     "<!DOCTYPE r PUBLIC 'pub-id' 'r.dtd' [\n"

@@ -7,10 +7,6 @@
 
 namespace {
 
-DOM_Document new_document(const char* root)
-{
-    return DOM_DOMImplementation::getImplementation().createDocument(DOMString(), DOMString(root), 0);
-}
 
 DOM_Document parse_with(const std::string& text, bool namespaces = false)
 {
@@ -23,11 +19,6 @@ DOM_Document parse_with(const std::string& text, bool namespaces = false)
     return parser.getDocument();
 }
 
-template <class T>
-T as(const DOM_Node& node)
-{
-    return static_cast<const T&>(node);
-}
 
 // The names of a map's nodes in item() order, separated by spaces.
 std::string names(const DOM_NamedNodeMap& map)

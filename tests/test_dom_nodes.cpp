@@ -16,11 +16,6 @@ std::string xml(const DOM_Node& node)
     return out.str();
 }
 
-DOM_Document new_document(const char* root)
-{
-    return DOM_DOMImplementation::getImplementation().createDocument(DOMString(), DOMString(root),
-                                                                    DOM_DocumentType());
-}
 
 // A parse with namespaces on, so that elements and attributes have them.
 DOM_Document parse_namespaces(const std::string& text)

@@ -121,18 +121,6 @@ short range_code(F&& call)
     return 0;
 }
 
-DOM_Document big_document(int items)
-{
-    DOM_Document doc = DOM_DOMImplementation::getImplementation().createDocument(DOMString(), DOMString("list"),
-                                                                                 DOM_DocumentType());
-    DOM_Element root = doc.getDocumentElement();
-    for (int i = 0; i < items; ++i) {
-        DOM_Element item = doc.createElement("item");
-        item.appendChild(doc.createTextNode("some text in an item"));
-        root.appendChild(item);
-    }
-    return doc;
-}
 
 } // namespace
 
@@ -802,12 +790,12 @@ TEST(range, follows_split_text)
 
 TEST(range, keeps_its_document_alive_until_the_last_handle_goes)
 {
-    big_document(1);
+    item_list(1);
     const std::size_t baseline = heap_in_use();
     std::size_t loaded = 0;
     DOM_Range range;
     {
-        DOM_Document doc = big_document(20000);
+        DOM_Document doc = item_list(20000);
         range = doc.createRange();
         range.selectNodeContents(doc.getDocumentElement().getLastChild());
         loaded = heap_in_use();
@@ -826,7 +814,7 @@ TEST(range, detached_range_still_keeps_its_document)
 {
     DOM_Range range;
     {
-        DOM_Document doc = big_document(3);
+        DOM_Document doc = item_list(3);
         range = doc.createRange();
     }
     range.detach();
@@ -869,10 +857,10 @@ TEST(range, boundary_in_another_document_moves_the_range_there)
 
 TEST(range, ranges_made_and_dropped_go_with_their_document)
 {
-    big_document(1);
+    item_list(1);
     const std::size_t baseline = heap_in_use();
     {
-        DOM_Document doc = big_document(10);
+        DOM_Document doc = item_list(10);
         DOM_Node item = doc.getDocumentElement().getFirstChild();
         for (int i = 0; i < 20000; ++i) {
             DOM_Range range = doc.createRange();

@@ -23,11 +23,6 @@ std::string written(const DOM_Node& node)
     return out.str();
 }
 
-DOM_Document new_document(const char* rootName)
-{
-    return DOM_DOMImplementation::getImplementation().createDocument(DOMString(), DOMString(rootName),
-                                                                     DOM_DocumentType());
-}
 
 // Below `parent`, a chain of `depth` nested elements named `e`, the
 // innermost holding the text "end"; each tenth carries an attribute.

@@ -106,18 +106,6 @@ short code_of(void (*call)())
     return 0;
 }
 
-DOM_Document big_document(int items)
-{
-    DOM_Document doc = DOM_DOMImplementation::getImplementation().createDocument(DOMString(), DOMString("list"),
-                                                                                 DOM_DocumentType());
-    DOM_Element root = doc.getDocumentElement();
-    for (int i = 0; i < items; ++i) {
-        DOM_Element item = doc.createElement("item");
-        item.appendChild(doc.createTextNode("some text in an item"));
-        root.appendChild(item);
-    }
-    return doc;
-}
 
 } // namespace
 
@@ -480,12 +468,12 @@ TEST(node_iterator, root_of_another_document_is_walked_and_kept_alive)
 
 TEST(node_iterator, keeps_its_document_alive_until_the_last_handle_goes)
 {
-    big_document(1);
+    item_list(1);
     const std::size_t baseline = heap_in_use();
     std::size_t loaded = 0;
     DOM_NodeIterator it;
     {
-        DOM_Document doc = big_document(20000);
+        DOM_Document doc = item_list(20000);
         it = doc.createNodeIterator(doc.getDocumentElement(), DOM_NodeFilter::SHOW_ELEMENT, nullptr, true);
         loaded = heap_in_use();
     }
@@ -505,10 +493,10 @@ TEST(node_iterator, keeps_its_document_alive_until_the_last_handle_goes)
 
 TEST(node_iterator, iterators_made_and_dropped_go_with_their_document)
 {
-    big_document(1);
+    item_list(1);
     const std::size_t baseline = heap_in_use();
     {
-        DOM_Document doc = big_document(10);
+        DOM_Document doc = item_list(10);
         HideByName filter("item", DOM_NodeFilter::FILTER_SKIP);
         for (int i = 0; i < 20000; ++i) {
             DOM_NodeIterator it = doc.createNodeIterator(doc, DOM_NodeFilter::SHOW_ALL, &filter, true);
@@ -767,12 +755,12 @@ TEST(tree_walker, follows_nodes_added_and_removed)
 
 TEST(tree_walker, keeps_its_document_alive_until_the_last_handle_goes)
 {
-    big_document(1);
+    item_list(1);
     const std::size_t baseline = heap_in_use();
     std::size_t loaded = 0;
     DOM_TreeWalker walker;
     {
-        DOM_Document doc = big_document(20000);
+        DOM_Document doc = item_list(20000);
         walker = doc.createTreeWalker(doc, DOM_NodeFilter::SHOW_ALL, nullptr, true);
         loaded = heap_in_use();
     }
@@ -785,10 +773,10 @@ TEST(tree_walker, keeps_its_document_alive_until_the_last_handle_goes)
 
 TEST(tree_walker, walkers_made_and_dropped_go_with_their_document)
 {
-    big_document(1);
+    item_list(1);
     const std::size_t baseline = heap_in_use();
     {
-        DOM_Document doc = big_document(10);
+        DOM_Document doc = item_list(10);
         HideByName filter("item", DOM_NodeFilter::FILTER_REJECT);
         for (int i = 0; i < 20000; ++i) {
             DOM_TreeWalker walker = doc.createTreeWalker(doc, DOM_NodeFilter::SHOW_ALL, &filter, true);

@@ -53,6 +53,34 @@ inline DOM_Document parse_text(const std::string& xml, bool validate = false)
     return ParseBuffer(xml.data(), static_cast<unsigned int>(xml.size()), validate);
 }
 
+// A new document whose root element is `root`, made without namespaces.
+inline DOM_Document new_document(const char* root)
+{
+    return DOM_DOMImplementation::getImplementation().createDocument(DOMString(), DOMString(root),
+                                                                     DOM_DocumentType());
+}
+
+// The classic downcast, as a copy: as<DOM_Element>(node).
+template <class T>
+T as(const DOM_Node& node)
+{
+    return static_cast<const T&>(node);
+}
+
+// A document <list> of `items` <item> elements holding text, large enough
+// to see on the heap.
+inline DOM_Document item_list(int items)
+{
+    DOM_Document doc = new_document("list");
+    DOM_Element root = doc.getDocumentElement();
+    for (int i = 0; i < items; ++i) {
+        DOM_Element item = doc.createElement("item");
+        item.appendChild(doc.createTextNode("some text in an item"));
+        root.appendChild(item);
+    }
+    return doc;
+}
+
 // A DOMString as 8-bit text.
 inline std::string str(const DOMString& text)
 {
