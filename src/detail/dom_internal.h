@@ -109,7 +109,6 @@ public:
 
     // One parse of `parser` (made by make_parser) under the rules above.
     void parse(xercesc::XercesDOMParser& parser, const xercesc::InputSource& source);
-    void parse(xercesc::XercesDOMParser& parser, const char* systemId);
     void parse(xercesc::XercesDOMParser& parser, const XMLCh* systemId);
 
     // A progressive parse under the same rules: each step runs on the

@@ -848,14 +848,6 @@ std::unique_ptr<InputSource> ParseGuard::named_source(XercesDOMParser& parser, c
     }
 }
 
-void ParseGuard::parse(XercesDOMParser& parser, const char* systemId)
-{
-    XMLCh* id = XMLString::transcode(systemId ? systemId : "");
-    const std::u16string name = id ? id : u"";
-    XMLString::release(&id);
-    parse(parser, name.c_str());
-}
-
 void ParseGuard::parse(XercesDOMParser& parser, const XMLCh* systemId)
 {
     const std::unique_ptr<InputSource> source = named_source(parser, systemId);

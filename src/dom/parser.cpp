@@ -275,7 +275,8 @@ std::u16string wide_id(const char* systemId)
 
 void DOMParser::parse(const char* systemId, bool reuseGrammar)
 {
-    run_parse(*this, *fParser, fDocument, fAdopted, reuseGrammar, [&] { fGuard->parse(*fParser, systemId); });
+    const std::u16string name = wide_id(systemId);
+    parse(name.c_str(), reuseGrammar);
 }
 
 void DOMParser::parse(const xercesc::InputSource& source, bool reuseGrammar)
